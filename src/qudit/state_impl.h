@@ -1,0 +1,172 @@
+#pragma once
+// State<T>: the sparse state over one dit-array form. Included only where the
+// family is instantiated (state_instances.cc) or constructed (the factory).
+
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "qudit/dit_array.h"
+#include "qudit/entry_index.h"
+#include "qudit/errors.h"
+#include "qudit/limits.h"
+#include "qudit/state.h"
+#include "qudit/text.h"
+
+namespace vortan::qudit {
+
+/// Sparse state: the basis entries that exist, each with its amplitude, in no
+/// promised order. No two entries have equal dit values; amplitudes are not
+/// kept normalised.
+template <class T>
+class State final : public IState {
+public:
+    using Entry = BasisEntry<T>;
+
+    /// Builds from an exchange list: equal dits merged (first occurrence keeps
+    /// its place and recorded dimensions), exact zeros removed. No
+    /// normalisation and no size check; the factory checked the raw length.
+    State(std::uint64_t dimension, std::uint64_t num_qudits, const std::vector<DynamicBasisEntry>& list);
+    State(const State&) = default;
+
+    std::uint64_t dimension() const override;
+    std::uint64_t qudit_dimension(std::int32_t qudit) const override;
+    std::uint64_t num_qudits() const override;
+    std::uint64_t state_size() const override { return entries_.size(); }
+    std::vector<DynamicBasisEntry> basis_entries() const override;
+    std::unique_ptr<IState> clone() const override { return std::make_unique<State>(*this); }
+    void normalize() override;
+
+    /// Throws BadQuditIndex "<context>: qudit index i out of range [0, n)".
+    void check_qudit_index(std::int32_t qudit, const char* context) const;
+    /// As check_qudit_index, with a message of its own for a negative index.
+    void check_qudit_index_signed(std::int32_t qudit, const char* context) const;
+    /// Throws StateSizeExceeded past MAX_STATE_SIZE entries.
+    void check_state_size() const;
+
+    const std::vector<Entry>& entries() const { return entries_; }
+
+private:
+    /// Qudits per entry: N of the packed form; in the dynamic form the first
+    /// entry's length, or the field when there is no entry.
+    std::uint64_t qudit_count() const;
+
+    std::vector<Entry> entries_;
+    std::uint64_t dimension_;
+    std::uint64_t num_qudits_;
+};
+
+template <class T>
+State<T>::State(std::uint64_t dimension, std::uint64_t num_qudits, const std::vector<DynamicBasisEntry>& list)
+    : dimension_(dimension), num_qudits_(num_qudits) {
+    entries_.reserve(list.size());
+    EntryIndex<T> index(list.size());
+    for (const DynamicBasisEntry& item : list) {
+        T dits = make_basis_state<T>(item.dits.dits);
+        const auto position = static_cast<std::uint32_t>(entries_.size());
+        const std::uint32_t found = index.find_or_insert(dits, position, entries_);
+        if (found == EntryIndex<T>::NONE)
+            entries_.push_back(Entry{std::move(dits), item.amplitude});
+        else
+            entries_[found].amplitude += item.amplitude;
+    }
+    // Only exact zeros go: -0.0 counts, a NaN does not.
+    std::erase_if(entries_, [](const Entry& e) { return e.amplitude.real() == 0.0 && e.amplitude.imag() == 0.0; });
+}
+
+template <class T>
+std::uint64_t State<T>::dimension() const {
+    if constexpr (is_dynamic_v<T>)
+        return dimension_;
+    else
+        return T::max_dimension;
+}
+
+template <class T>
+std::uint64_t State<T>::num_qudits() const {
+    if constexpr (is_dynamic_v<T>)
+        return num_qudits_;
+    else
+        return T::size();
+}
+
+template <class T>
+std::uint64_t State<T>::qudit_count() const {
+    if constexpr (is_dynamic_v<T>)
+        return entries_.empty() ? num_qudits_ : entries_.front().dits.size();
+    else
+        return T::size();
+}
+
+template <class T>
+std::uint64_t State<T>::qudit_dimension(std::int32_t qudit) const {
+    check_qudit_index(qudit, "qudit_dimension");
+    // An empty state has no dit to ask: it answers with its form's D.
+    if (entries_.empty()) return dimension_;
+    return static_cast<Dit>(entries_.front().dits[qudit]).dimension;
+}
+
+template <class T>
+std::vector<DynamicBasisEntry> State<T>::basis_entries() const {
+    std::vector<DynamicBasisEntry> out;
+    out.reserve(entries_.size());
+    for (const Entry& entry : entries_) {
+        if constexpr (is_dynamic_v<T>) {
+            out.push_back(entry);
+        } else {
+            std::vector<Dit> dits(T::size());
+            for (std::uint32_t i = 0; i < T::size(); ++i) dits[i] = entry.dits[static_cast<std::int32_t>(i)];
+            out.push_back(DynamicBasisEntry{DynamicDitArray(std::move(dits)), entry.amplitude});
+        }
+    }
+    return out;
+}
+
+template <class T>
+void State<T>::normalize() {
+    if (entries_.empty()) return;
+    double norm2 = 0.0;
+    for (const Entry& e : entries_) norm2 += e.amplitude.real() * e.amplitude.real() + e.amplitude.imag() * e.amplitude.imag();
+    // Negligible (or NaN) norms are left alone rather than divided by.
+    if (!(norm2 > 1e-20)) return;
+    // Already normalised to this accuracy: repeated calls must not drift.
+    if (!(std::abs(norm2 - 1.0) > 1e-12)) return;
+    const double scale = 1.0 / std::sqrt(norm2);
+    for (Entry& e : entries_) e.amplitude = {e.amplitude.real() * scale, e.amplitude.imag() * scale};
+}
+
+template <class T>
+void State<T>::check_qudit_index(std::int32_t qudit, const char* context) const {
+    const std::uint64_t count = qudit_count();
+    bool inside;
+    if constexpr (is_dynamic_v<T>)
+        inside = qudit >= 0 && static_cast<std::uint64_t>(qudit) < count;
+    else
+        inside = static_cast<std::uint32_t>(qudit) < T::size();
+    if (!inside) throw BadQuditIndex(str_cat(context, ": qudit index ", qudit, " out of range [0, ", count, ")"));
+}
+
+template <class T>
+void State<T>::check_qudit_index_signed(std::int32_t qudit, const char* context) const {
+    if (qudit < 0) throw BadQuditIndex(str_cat(context, ": qudit index ", qudit, " is negative"));
+    if constexpr (is_dynamic_v<T>)
+        if (qudit_count() == 0) return;
+    check_qudit_index(qudit, context);
+}
+
+template <class T>
+void State<T>::check_state_size() const {
+    if (entries_.size() > MAX_STATE_SIZE)
+        throw StateSizeExceeded(
+            str_cat("State has ", entries_.size(), " basis states, exceeding limit of ", MAX_STATE_SIZE));
+}
+
+// Instantiated once, in state_instances.cc.
+#define VORTAN_SHAPE(D, N) extern template class State<DitArray<D, N>>;
+#include "qudit/state_shapes.def"
+#undef VORTAN_SHAPE
+extern template class State<DynamicDitArray>;
+
+}  // namespace vortan::qudit

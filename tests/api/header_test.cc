@@ -1,0 +1,2 @@
+// The same header checks, compiled as C++.
+#include "header_test.c"
