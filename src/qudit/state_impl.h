@@ -163,7 +163,14 @@ void State<T>::check_state_size() const {
             str_cat("State has ", entries_.size(), " basis states, exceeding limit of ", MAX_STATE_SIZE));
 }
 
-// Instantiated once, in state_instances.cc.
+// Single-token names of the compiled shapes, for instantiation lists
+// (see state_members.def).
+#define VORTAN_SHAPE(D, N) using DitArray##D##x##N = DitArray<D, N>;
+#include "qudit/state_shapes.def"
+#undef VORTAN_SHAPE
+
+// The class and its storage operations are instantiated once, in
+// state_instances.cc; each family of operations instantiates its own members.
 #define VORTAN_SHAPE(D, N) extern template class State<DitArray<D, N>>;
 #include "qudit/state_shapes.def"
 #undef VORTAN_SHAPE
