@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qudit/dit_array.h"
+#include "qudit/predicate.h"
 
 namespace vortan::qudit {
 
@@ -42,6 +43,29 @@ public:
     /// Scales to norm 1, leaving alone a norm already within 1e-12 of 1 and a
     /// negligible one (squared norm <= 1e-20).
     virtual void normalize() = 0;
+
+    // Gates. Each takes its controls as predicates joined by AND and acts only
+    // on the entries that pass them; none renormalises.
+
+    /// Multiplies the selected entries by e^(i angle); no target.
+    virtual void phase_rotate(const Predicates& predicates, double angle) = 0;
+    /// Moves each target's level down by one, v -> v-1 mod d, in place.
+    virtual void shift(const Targets& targets, const Predicates& predicates) = 0;
+    /// shift to the power `fraction`; all or nothing.
+    virtual void fractional_shift(const Targets& targets, double fraction, const Predicates& predicates) = 0;
+    /// cycle to the power `fraction`; all or nothing.
+    virtual void fractional_cycle(const Targets& targets, double fraction, const Predicates& predicates) = 0;
+    /// Moves each target's level up by one, v -> v+1 mod d, in place.
+    virtual void cycle(const Targets& targets, const Predicates& predicates) = 0;
+    /// Multiplies by e^(2 pi i v / d) per target.
+    virtual void clock(const Targets& targets, const Predicates& predicates) = 0;
+    /// Multiplies by e^(2 pi i v fraction / d) per target.
+    virtual void fractional_clock(const Targets& targets, double fraction, const Predicates& predicates) = 0;
+    /// Fourier transform of each target's dit; refused in advance past the
+    /// size limit, and all or nothing.
+    virtual void hadamard(const Targets& targets, const Predicates& predicates) = 0;
+    /// Inverse of hadamard, with the same frame.
+    virtual void inverse_hadamard(const Targets& targets, const Predicates& predicates) = 0;
 
 protected:
     IState() = default;

@@ -11,6 +11,7 @@
 #include "qudit/dit_array.h"
 #include "qudit/entry_index.h"
 #include "qudit/errors.h"
+#include "qudit/gates/spread_rule.h"
 #include "qudit/limits.h"
 #include "qudit/state.h"
 #include "qudit/text.h"
@@ -39,6 +40,21 @@ public:
     std::unique_ptr<IState> clone() const override { return std::make_unique<State>(*this); }
     void normalize() override;
 
+    void phase_rotate(const Predicates& predicates, double angle) override;
+    void shift(const Targets& targets, const Predicates& predicates) override;
+    void fractional_shift(const Targets& targets, double fraction, const Predicates& predicates) override;
+    void fractional_cycle(const Targets& targets, double fraction, const Predicates& predicates) override;
+    void cycle(const Targets& targets, const Predicates& predicates) override;
+    void clock(const Targets& targets, const Predicates& predicates) override;
+    void fractional_clock(const Targets& targets, double fraction, const Predicates& predicates) override;
+    void hadamard(const Targets& targets, const Predicates& predicates) override;
+    void inverse_hadamard(const Targets& targets, const Predicates& predicates) override;
+
+    /// Sums entries of equal dits and drops those whose components are both
+    /// at most AMPLITUDE_PRUNE_EPSILON. Up to 8 entries keep their order of
+    /// first occurrence; longer lists come out sorted by dits.
+    static void merge_entries(std::vector<Entry>& list);
+
     /// Throws BadQuditIndex "<context>: qudit index i out of range [0, n)".
     void check_qudit_index(std::int32_t qudit, const char* context) const;
     /// As check_qudit_index, with a message of its own for a negative index.
@@ -52,6 +68,11 @@ private:
     /// Qudits per entry: N of the packed form; in the dynamic form the first
     /// entry's length, or the field when there is no entry.
     std::uint64_t qudit_count() const;
+
+    /// The frame every spreading gate shares: checks, size estimate, expansion
+    /// of each selected entry over the values of each target on a working
+    /// copy, merge, and replacement of the list only at the end.
+    void spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction);
 
     std::vector<Entry> entries_;
     std::uint64_t dimension_;
