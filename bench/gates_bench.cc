@@ -88,3 +88,24 @@ BENCHMARK(BM_fractional_shift)->Apply(spreading_sizes);
 BENCHMARK(BM_fractional_cycle)->Apply(spreading_sizes);
 
 }  // namespace
+
+namespace {
+
+void pair_sizes(benchmark::internal::Benchmark* b) {
+    b->Args({1000, 3})->Args({10000, 3})->Args({50000, 3});
+    b->ArgNames({"entries", "dim"})->Unit(benchmark::kMicrosecond);
+}
+
+// Qudits 2 and 3 are counting qutrits; qudit 1 controls.
+void BM_swap(benchmark::State& st) { in_place(st, [](IState& s) { s.swap(2, 3, CONTROL); }); }
+void BM_i_swap_whole(benchmark::State& st) { in_place(st, [](IState& s) { s.i_swap(2, 3, 1.0, CONTROL); }); }
+void BM_i_swap_fraction(benchmark::State& st) { spreading(st, [](IState& s) { s.i_swap(2, 3, 0.5, CONTROL); }); }
+void BM_fractional_hadamard(benchmark::State& st) {
+    spreading(st, [](IState& s) { s.fractional_hadamard(TARGET, 0.5, CONTROL); });
+}
+BENCHMARK(BM_swap)->Apply(pair_sizes);
+BENCHMARK(BM_i_swap_whole)->Apply(pair_sizes);
+BENCHMARK(BM_i_swap_fraction)->Apply(pair_sizes);
+BENCHMARK(BM_fractional_hadamard)->Args({1000, 2})->Args({10000, 2})->Args({50000, 2})->Args({1000, 3})->Args({10000, 3})->Args({33333, 3})->ArgNames({"entries", "dim"})->Unit(benchmark::kMicrosecond);
+
+}  // namespace

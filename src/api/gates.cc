@@ -1,4 +1,4 @@
-// Entry points of the gates on one target, and of the controlled phase. Each
+// Entry points of the gates: on one target, on two, and the controlled phase. Each
 // checks its arguments, then runs one guarded region: copy the predicates,
 // merge, read indices, one operation of the state.
 
@@ -17,6 +17,22 @@ using YClauses = ClauseList<Catch<std::invalid_argument, VORTAN_ERROR_INVALID_AR
                             Catch<std::bad_alloc, VORTAN_ERROR_OUT_OF_MEMORY>,
                             Catch<std::exception, VORTAN_ERROR_INTERNAL>>;
 
+using SwapClauses = ClauseList<Catch<qudit::TargetControlOverlap, VORTAN_ERROR_TARGET_CONTROL_OVERLAP>,
+                               Catch<qudit::DifferentDimensions, VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS>,
+                               Catch<qudit::BadQuditNumber, VORTAN_ERROR_INVALID_QUDIT_NUMBER>,
+                               Catch<qudit::BadDimension, VORTAN_ERROR_INVALID_DIMENSION>,
+                               Catch<qudit::StateSizeExceeded, VORTAN_ERROR_STATE_SIZE_EXCEEDED>,
+                               Catch<std::bad_alloc, VORTAN_ERROR_OUT_OF_MEMORY>,
+                               Catch<std::exception, VORTAN_ERROR_INTERNAL>>;
+
+// As swap's, without BadDimension: here it falls through to 900.
+using ISwapClauses = ClauseList<Catch<qudit::TargetControlOverlap, VORTAN_ERROR_TARGET_CONTROL_OVERLAP>,
+                                Catch<qudit::DifferentDimensions, VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS>,
+                                Catch<qudit::BadQuditNumber, VORTAN_ERROR_INVALID_QUDIT_NUMBER>,
+                                Catch<qudit::StateSizeExceeded, VORTAN_ERROR_STATE_SIZE_EXCEEDED>,
+                                Catch<std::bad_alloc, VORTAN_ERROR_OUT_OF_MEMORY>,
+                                Catch<std::exception, VORTAN_ERROR_INTERNAL>>;
+
 using WholeGate = void (IState::*)(const Targets&, const Predicates&);
 using FractionalGate = void (IState::*)(const Targets&, double, const Predicates&);
 
@@ -28,6 +44,14 @@ vortan_result check_target_and_predicates(vortan_error_info* error_info, Site si
         return fail(error_info, VORTAN_ERROR_NULL_POINTER, "predicates cannot be NULL when predicate_count > 0",
                     site);
     return VORTAN_SUCCESS;
+}
+
+vortan_result check_pair_and_predicates(vortan_error_info* error_info, Site site,
+                                        vortan_quantum_property* property1, vortan_quantum_property* property2,
+                                        vortan_predicate* const* predicates, size_t predicate_count) {
+    if (property1 == nullptr || property2 == nullptr)
+        return fail(error_info, VORTAN_ERROR_NULL_POINTER, "properties cannot be NULL", site);
+    return check_target_and_predicates(error_info, site, property1, predicates, predicate_count);
 }
 
 vortan_result check_fractional(vortan_error_info* error_info, Site site, vortan_quantum_property* property,
@@ -146,6 +170,48 @@ VORTAN_API vortan_result vortan_inverse_hadamard_operation(vortan_quantum_proper
                                                            size_t predicate_count, vortan_error_info* error_info) {
     return one_target(error_info, VORTAN_SITE, &qudit::IState::inverse_hadamard, property, predicates,
                       predicate_count);
+}
+
+VORTAN_API vortan_result vortan_fractional_hadamard_operation(vortan_quantum_property* property, double fraction,
+                                                              vortan_predicate* const* predicates,
+                                                              size_t predicate_count, vortan_error_info* error_info) {
+    if (const vortan_result status =
+            check_fractional(error_info, VORTAN_SITE, property, fraction, predicates, predicate_count))
+        return status;
+    // Every fraction, 1 included, takes the fractional operation.
+    return guarded<GateClauses>(error_info, VORTAN_SITE, [&] {
+        GateCall call = prepare_gate({from_handle(property)}, collect_predicates(predicates, predicate_count));
+        call.state->fractional_hadamard(call.targets, fraction, call.predicates);
+    });
+}
+
+VORTAN_API vortan_result vortan_swap_operation(vortan_quantum_property* property1, vortan_quantum_property* property2,
+                                               vortan_predicate* const* predicates, size_t predicate_count,
+                                               vortan_error_info* error_info) {
+    if (const vortan_result status =
+            check_pair_and_predicates(error_info, VORTAN_SITE, property1, property2, predicates, predicate_count))
+        return status;
+    return guarded<SwapClauses>(error_info, VORTAN_SITE, [&] {
+        GateCall call = prepare_gate({from_handle(property1), from_handle(property2)},
+                                     collect_predicates(predicates, predicate_count));
+        call.state->swap(call.targets[0], call.targets[1], call.predicates);
+    });
+}
+
+VORTAN_API vortan_result vortan_i_swap_operation(vortan_quantum_property* property1,
+                                                 vortan_quantum_property* property2, double fraction,
+                                                 vortan_predicate* const* predicates, size_t predicate_count,
+                                                 vortan_error_info* error_info) {
+    if (property1 == nullptr || property2 == nullptr)
+        return fail(error_info, VORTAN_ERROR_NULL_POINTER, "properties cannot be NULL", VORTAN_SITE);
+    if (const vortan_result status =
+            check_fractional(error_info, VORTAN_SITE, property1, fraction, predicates, predicate_count))
+        return status;
+    return guarded<ISwapClauses>(error_info, VORTAN_SITE, [&] {
+        GateCall call = prepare_gate({from_handle(property1), from_handle(property2)},
+                                     collect_predicates(predicates, predicate_count));
+        call.state->i_swap(call.targets[0], call.targets[1], fraction, call.predicates);
+    });
 }
 
 VORTAN_API vortan_result vortan_phase_rotate_operation(vortan_predicate* const* predicates, size_t predicate_count,

@@ -64,8 +64,15 @@ public:
     /// Fourier transform of each target's dit; refused in advance past the
     /// size limit, and all or nothing.
     virtual void hadamard(const Targets& targets, const Predicates& predicates) = 0;
+    /// hadamard to any real power, through its four integer powers.
+    virtual void fractional_hadamard(const Targets& targets, double fraction, const Predicates& predicates) = 0;
     /// Inverse of hadamard, with the same frame.
     virtual void inverse_hadamard(const Targets& targets, const Predicates& predicates) = 0;
+    /// Exchanges the whole dits of two qudits of equal dimension, in place.
+    virtual void swap(std::int32_t qudit1, std::int32_t qudit2, const Predicates& predicates) = 0;
+    /// Mixes |a,b> and |b,a> (a != b) by the angle fraction * pi/2, the moved
+    /// part multiplied by i.
+    virtual void i_swap(std::int32_t qudit1, std::int32_t qudit2, double fraction, const Predicates& predicates) = 0;
 
 protected:
     IState() = default;

@@ -48,7 +48,10 @@ public:
     void clock(const Targets& targets, const Predicates& predicates) override;
     void fractional_clock(const Targets& targets, double fraction, const Predicates& predicates) override;
     void hadamard(const Targets& targets, const Predicates& predicates) override;
+    void fractional_hadamard(const Targets& targets, double fraction, const Predicates& predicates) override;
     void inverse_hadamard(const Targets& targets, const Predicates& predicates) override;
+    void swap(std::int32_t qudit1, std::int32_t qudit2, const Predicates& predicates) override;
+    void i_swap(std::int32_t qudit1, std::int32_t qudit2, double fraction, const Predicates& predicates) override;
 
     /// Sums entries of equal dits and drops those whose components are both
     /// at most AMPLITUDE_PRUNE_EPSILON. Up to 8 entries keep their order of
@@ -73,6 +76,10 @@ private:
     /// of each selected entry over the values of each target on a working
     /// copy, merge, and replacement of the list only at the end.
     void spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction);
+    /// The checks swap and i_swap share: overlap, indices, and (on a state
+    /// with entries) equal dimensions of the two dits in the first entry.
+    void check_pair(std::int32_t qudit1, std::int32_t qudit2, const Predicates& predicates, const char* overlap,
+                    const char* context, const char* different) const;
 
     std::vector<Entry> entries_;
     std::uint64_t dimension_;

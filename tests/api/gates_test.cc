@@ -142,4 +142,35 @@ TEST(GateEntry, size_limit_comes_out_as_102_and_leaves_the_state) {
     EXPECT_EQ(entries_of(q).size(), 50001u);
 }
 
+TEST(GateEntry, two_qudit_gates_check_both_properties_and_map_dimensions_to_101) {
+    Host host;
+    vortan_quantum_property* qubit = host.create(2);
+    vortan_quantum_property* qutrit = host.create(3);
+    vortan_error_info info{};
+    EXPECT_EQ(vortan_swap_operation(qubit, nullptr, nullptr, 0, &info), VORTAN_ERROR_NULL_POINTER);
+    EXPECT_STREQ(info.message, "properties cannot be NULL");
+    EXPECT_EQ(vortan_i_swap_operation(nullptr, qubit, std::nan(""), nullptr, 0, &info), VORTAN_ERROR_NULL_POINTER);
+    EXPECT_STREQ(info.message, "properties cannot be NULL");
+    EXPECT_EQ(vortan_i_swap_operation(qutrit, qubit, std::nan(""), nullptr, 0, &info), VORTAN_ERROR_INVALID_ARGUMENT);
+    EXPECT_STREQ(info.message, "fraction must be finite");
+    EXPECT_EQ(vortan_swap_operation(qubit, qutrit, nullptr, 2, &info), VORTAN_ERROR_NULL_POINTER);
+    EXPECT_STREQ(info.message, "predicates cannot be NULL when predicate_count > 0");
+    EXPECT_EQ(vortan_fractional_hadamard_operation(qubit, INFINITY, nullptr, 0, &info), VORTAN_ERROR_INVALID_ARGUMENT);
+
+    EXPECT_EQ(vortan_swap_operation(qubit, qutrit, nullptr, 0, &info), VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS);
+    EXPECT_STREQ(info.message, "Targets of swap operation have different dimensions");
+    EXPECT_STREQ(info.function, "vortan_swap_operation");
+    EXPECT_EQ(vortan_i_swap_operation(qutrit, qubit, 0.5, nullptr, 0, &info), VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS);
+    size_t qudits = 0;
+    vortan_quantum_property_get_num_active_qudits(qubit, &qudits);
+    EXPECT_EQ(qudits, 2u) << "the merge stays";
+
+    vortan_quantum_property* other = host.create(2);
+    EXPECT_EQ(vortan_x_operation(qubit, 1.0, nullptr, 0, &info), VORTAN_SUCCESS);
+    EXPECT_EQ(vortan_i_swap_operation(qubit, other, 1.0, nullptr, 0, &info), VORTAN_SUCCESS);
+    const auto e = entries_of(other);
+    ASSERT_EQ(e.size(), 1u);  // |1,0> on (qubit, other) went to i|0,1>
+    EXPECT_EQ(e[0].amplitude, std::complex<double>(0.0, 1.0));
+}
+
 }  // namespace

@@ -21,9 +21,15 @@ using reference::DenseState;
 
 constexpr double TOLERANCE = 1e-8;
 
-struct Step {
-    std::string name;  // for the failure message
-};
+// Another qudit of the same dimension as `target`, or -1.
+int partner_of(const std::vector<int>& dims, int target, int offset) {
+    const int n = static_cast<int>(dims.size());
+    for (int k = 1; k < n; ++k) {
+        const int q = (target + offset + k) % n;
+        if (q != target && dims[q] == dims[target]) return q;
+    }
+    return -1;
+}
 
 // Amplitudes of a sparse state keyed by dit values; a repeated key is a fault.
 std::map<std::vector<int>, std::complex<double>> amplitudes_of(const qudit::IState& state) {
@@ -48,12 +54,12 @@ public:
     }
     // Controls on qudits other than the target, both senses, values sometimes
     // outside the qudit's range.
-    std::vector<Control> controls(const std::vector<int>& dims, int target) {
+    std::vector<Control> controls(const std::vector<int>& dims, int target, int target2 = -1) {
         std::vector<Control> out;
         const int count = pick(3);
         for (int i = 0; i < count; ++i) {
             const int q = pick(static_cast<int>(dims.size()));
-            if (q == target) continue;
+            if (q == target || q == target2) continue;
             out.push_back({q, pick(dims[q] + 1), pick(2) == 0});
         }
         return out;
@@ -97,12 +103,22 @@ TEST(GateDifferential, random_controlled_circuits_match_the_dense_reference) {
         for (int step = 0; step < 25; ++step) {
             const int target = rnd.pick(static_cast<int>(dims.size()));
             const int d = dims[target];
-            const std::vector<Control> controls = rnd.controls(dims, target);
+            const int other = partner_of(dims, target, rnd.pick(5));
+            const std::vector<Control> controls = rnd.controls(dims, target, other);
             const qudit::Predicates predicates = to_predicates(controls);
             const qudit::Targets targets{target};
             const double f = rnd.fraction();
             std::string name;
-            switch (rnd.pick(10)) {
+            switch (rnd.pick(13)) {
+                case 10: name = "fractional_hadamard"; state->fractional_hadamard(targets, f, predicates); dense.apply(target, reference::fractional_fourier_matrix(d, f), controls); break;
+                case 11:
+                    if (other < 0) continue;
+                    name = "swap"; state->swap(target, other, predicates); dense.swap(target, other, controls);
+                    break;
+                case 12:
+                    if (other < 0) continue;
+                    name = "i_swap"; state->i_swap(target, other, f, predicates); dense.i_swap(target, other, f, controls);
+                    break;
                 case 0: name = "shift"; state->shift(targets, predicates); dense.apply(target, reference::shift_matrix(d, 1), controls); break;
                 case 1: name = "fractional_shift"; state->fractional_shift(targets, f, predicates); dense.apply(target, reference::shift_matrix(d, f), controls); break;
                 case 2: name = "cycle"; state->cycle(targets, predicates); dense.apply(target, reference::cycle_matrix(d, 1), controls); break;
@@ -155,7 +171,8 @@ TEST(GateDifferential, exported_gates_match_the_dense_reference) {
         for (int step = 0; step < 20; ++step) {
             const int target = rnd.pick(static_cast<int>(dims.size()));
             const int d = dims[target];
-            const std::vector<Control> controls = rnd.controls(dims, target);
+            const int other = partner_of(dims, target, rnd.pick(5));
+            const std::vector<Control> controls = rnd.controls(dims, target, other);
             std::vector<vortan_predicate*> preds;
             for (const Control& c : controls) {
                 preds.push_back(nullptr);
@@ -164,19 +181,30 @@ TEST(GateDifferential, exported_gates_match_the_dense_reference) {
             const double f = rnd.fraction();
             vortan_quantum_property* t = handles[target];
             vortan_result status = VORTAN_SUCCESS;
-            switch (rnd.pick(8)) {
+            switch (rnd.pick(11)) {
+                case 8: status = vortan_fractional_hadamard_operation(t, f, preds.data(), preds.size(), nullptr); dense.apply(target, reference::fractional_fourier_matrix(d, f), controls); break;
+                case 9:
+                    if (other < 0) break;  // no partner: skip the gate
+                    status = vortan_swap_operation(t, handles[other], preds.data(), preds.size(), nullptr);
+                    dense.swap(target, other, controls);
+                    break;
+                case 10:
+                    if (other < 0) break;  // no partner: skip the gate
+                    status = vortan_i_swap_operation(t, handles[other], f, preds.data(), preds.size(), nullptr);
+                    dense.i_swap(target, other, f, controls);
+                    break;
                 case 0: status = vortan_x_operation(t, f, preds.data(), preds.size(), nullptr); dense.apply(target, reference::shift_matrix(d, f), controls); break;
                 case 1: status = vortan_cycle_operation(t, f, preds.data(), preds.size(), nullptr); dense.apply(target, reference::cycle_matrix(d, f), controls); break;
                 case 2: status = vortan_z_operation(t, f, preds.data(), preds.size(), nullptr); dense.apply(target, reference::clock_matrix(d, f), controls); break;
                 case 3: status = vortan_hadamard_operation(t, preds.data(), preds.size(), nullptr); dense.apply(target, reference::fourier_matrix(d, -1), controls); break;
                 case 4: status = vortan_inverse_hadamard_operation(t, preds.data(), preds.size(), nullptr); dense.apply(target, reference::fourier_matrix(d, +1), controls); break;
                 case 5:
-                    if (controls.empty()) continue;
+                    if (controls.empty()) break;
                     status = vortan_phase_rotate_operation(preds.data(), preds.size(), f, nullptr);
                     dense.phase(controls, f);
                     break;
                 case 6: {
-                    if (d != 2) continue;
+                    if (d != 2) break;
                     // Y^f = Z^(1/2) X^f Z^(-1/2)
                     status = vortan_y_operation(t, f, preds.data(), preds.size(), nullptr);
                     dense.apply(target, reference::multiply(reference::clock_matrix(2, 0.5),
