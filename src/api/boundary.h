@@ -2,6 +2,7 @@
 // What every exported function shares: reporting a failure, and the guarded
 // region that turns exceptions into status codes by a clause list of its own.
 
+#include <cstddef>
 #include <cstdint>
 #include <new>
 #include <type_traits>
@@ -9,6 +10,10 @@
 #include "vortan.h"
 
 namespace vortan::api {
+
+/// Copies `text` into a 256-byte message field: at most 255 characters, zero
+/// bytes after them, and always terminated.
+void copy_message(char (&field)[256], const char* text) noexcept;
 
 /// Fills the record (code, message cut to 255 characters, function, line) and
 /// then calls the host's callback. A null record means no report and no
@@ -53,27 +58,32 @@ namespace detail {
 
 // Rethrows the exception being handled and tries the clauses in order, as the
 // handlers of one try block would; a type no clause names propagates.
-template <class Clause, class... Rest>
-vortan_result dispatch(vortan_error_info* info, Site site) {
+template <class Clause, class... Rest, class Note>
+vortan_result dispatch(vortan_error_info* info, Site site, Note& note) {
     try {
         throw;
     } catch (const typename Clause::exception& e) {
+        note(Clause::code, Clause::text(e));
         return fail(info, Clause::code, Clause::text(e), site);
     } catch (...) {
         if constexpr (sizeof...(Rest) == 0)
             throw;
         else
-            return dispatch<Rest...>(info, site);
+            return dispatch<Rest...>(info, site, note);
     }
 }
+
+struct NoNote {
+    void operator()(vortan_result, const char*) const noexcept {}
+};
 
 template <class List>
 struct Guard;
 
 template <class... Clauses>
 struct Guard<ClauseList<Clauses...>> {
-    template <class Body>
-    static vortan_result run(vortan_error_info* info, Site site, Body&& body) {
+    template <class Body, class Note>
+    static vortan_result run(vortan_error_info* info, Site site, Body&& body, Note& note) {
         try {
             if constexpr (std::is_void_v<decltype(body())>) {
                 body();
@@ -83,7 +93,7 @@ struct Guard<ClauseList<Clauses...>> {
             }
         } catch (...) {
             // The report, callback included, happens while the exception is handled.
-            return dispatch<Clauses...>(info, site);
+            return dispatch<Clauses...>(info, site, note);
         }
     }
 };
@@ -94,7 +104,15 @@ struct Guard<ClauseList<Clauses...>> {
 /// it throws through the clauses of `List`, reporting from `site`.
 template <class List, class Body>
 vortan_result guarded(vortan_error_info* info, Site site, Body&& body) {
-    return detail::Guard<List>::run(info, site, static_cast<Body&&>(body));
+    detail::NoNote none;
+    return detail::Guard<List>::run(info, site, static_cast<Body&&>(body), none);
+}
+
+/// As above; `note(code, text)` hears of a failure just before it is reported,
+/// for a caller that keeps a result record of its own.
+template <class List, class Body, class Note>
+vortan_result guarded(vortan_error_info* info, Site site, Body&& body, Note&& note) {
+    return detail::Guard<List>::run(info, site, static_cast<Body&&>(body), note);
 }
 
 }  // namespace vortan::api

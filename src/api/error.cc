@@ -15,13 +15,17 @@ std::atomic<void*> error_user_data{nullptr};
 
 }  // namespace
 
+void copy_message(char (&field)[256], const char* text) noexcept {
+    std::strncpy(field, text, sizeof field - 1);
+    field[sizeof field - 1] = '\0';
+}
+
 vortan_result report_error(vortan_error_info* info, vortan_result code, const char* text, const char* function,
                            std::uint32_t line) noexcept {
     // The callback is a companion of the record: no record, no callback.
     if (info == nullptr) return code;
     info->code = code;
-    std::strncpy(info->message, text, sizeof info->message - 1);
-    info->message[sizeof info->message - 1] = '\0';
+    copy_message(info->message, text);
     info->function = function;
     info->line = line;
     const vortan_error_callback callback = error_callback.load(std::memory_order_relaxed);

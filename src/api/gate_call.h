@@ -47,4 +47,10 @@ inline GateCall prepare_gate(std::initializer_list<QuantumProperty*> targets,
     return call;
 }
 
+/// Y on a qubit as three complete gates, Z^(1/2) X^f Z^(-1/2), each merging
+/// and reading indices for itself; `whole` takes shift for X. Throws
+/// std::invalid_argument if the target, in its state as it is, is no qubit.
+void apply_y(QuantumProperty* target, const std::vector<vortan_predicate_record>& records, bool whole,
+             double fraction);
+
 }  // namespace vortan::api

@@ -92,6 +92,23 @@ vortan_result one_target(vortan_error_info* error_info, Site site, WholeGate gat
 }
 
 }  // namespace
+
+void apply_y(QuantumProperty* target, const std::vector<vortan_predicate_record>& records, bool whole,
+             double fraction) {
+    // Asked of the target's state as it is, before any merge.
+    if (target->shared->state->qudit_dimension(target->qudit_index) != 2)
+        throw std::invalid_argument("Y gate requires dimension 2 (qubit)");
+    GateCall call = prepare_gate({target}, records);
+    call.state->fractional_clock(call.targets, -0.5, call.predicates);
+    call = prepare_gate({target}, records);
+    if (whole)
+        call.state->shift(call.targets, call.predicates);
+    else
+        call.state->fractional_shift(call.targets, fraction, call.predicates);
+    call = prepare_gate({target}, records);
+    call.state->fractional_clock(call.targets, 0.5, call.predicates);
+}
+
 }  // namespace vortan::api
 
 using namespace vortan;
@@ -142,20 +159,7 @@ VORTAN_API vortan_result vortan_y_operation(vortan_quantum_property* property, d
         return status;
     return guarded<YClauses>(error_info, VORTAN_SITE, [&] {
         const auto records = collect_predicates(predicates, predicate_count);
-        QuantumProperty* target = from_handle(property);
-        // Asked of the target's state as it is, before any merge.
-        if (target->shared->state->qudit_dimension(target->qudit_index) != 2)
-            throw std::invalid_argument("Y gate requires dimension 2 (qubit)");
-        // Z^(1/2) X^fraction Z^(-1/2), the rightmost first; each a complete gate.
-        GateCall call = prepare_gate({target}, records);
-        call.state->fractional_clock(call.targets, -0.5, call.predicates);
-        call = prepare_gate({target}, records);
-        if (fraction == 1.0)
-            call.state->shift(call.targets, call.predicates);
-        else
-            call.state->fractional_shift(call.targets, fraction, call.predicates);
-        call = prepare_gate({target}, records);
-        call.state->fractional_clock(call.targets, 0.5, call.predicates);
+        apply_y(from_handle(property), records, fraction == 1.0, fraction);
     });
 }
 
