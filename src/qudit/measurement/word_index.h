@@ -15,6 +15,15 @@ public:
     static constexpr std::uint32_t NONE = UINT32_MAX;
 
     WordIndex() { slots_.resize(16); }
+    /// Sized at once for `expected` keys, where many keys are likely.
+    explicit WordIndex(std::size_t expected) {
+        std::size_t capacity = 16;
+        while (capacity < 2 * expected) {
+            capacity *= 2;
+            ++bits_;
+        }
+        slots_.resize(capacity);
+    }
 
     /// The position stored for `key`; if there is none, stores `position` for
     /// it and returns NONE.
@@ -31,6 +40,10 @@ public:
             if (s.key == key) return s.position;
         }
     }
+
+    /// Hints that `key` will be looked up soon; for tables too large for the
+    /// cache, a lookup issued some keys ahead hides most of the miss.
+    void prefetch(std::uint64_t key) const { __builtin_prefetch(&slots_[slot_of(key)]); }
 
 private:
     struct Slot {
