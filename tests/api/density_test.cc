@@ -75,16 +75,6 @@ TEST(DensityExport, of_a_bell_pair) {
         EXPECT_FLOAT_EQ(whole[k].real, k == 0 || k == 3 || k == 12 || k == 15 ? 0.5f : 0.0f) << k;
 }
 
-TEST(DensityExport, lays_out_rows_as_kets) {
-    Handle a(2);
-    give_state({&a}, {2}, {{{0}, H}, {{1}, Complex(0, H)}});
-    std::vector<vortan_density_element> out(4);
-    ASSERT_EQ(density({a.p}, out, nullptr), VORTAN_SUCCESS);
-    EXPECT_FLOAT_EQ(out[1].imag, -0.5f) << "row 0, column 1: a0 * conj(a1)";
-    EXPECT_FLOAT_EQ(out[2].imag, 0.5f);
-    EXPECT_FLOAT_EQ(out[0].real, 0.5f);
-}
-
 TEST(DensityExport, matches_the_dense_reference_in_any_listing_order) {
     Handle a(2), b(3), c(3);
     const std::vector<int> dims{2, 3, 3};
