@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qudit/dit_array.h"
+#include "qudit/measurement/results.h"
 #include "qudit/predicate.h"
 
 namespace vortan::qudit {
@@ -43,6 +44,23 @@ public:
     /// Scales to norm 1, leaving alone a norm already within 1e-12 of 1 and a
     /// negligible one (squared norm <= 1e-20).
     virtual void normalize() = 0;
+    /// Outcome distribution of `qudits` (empty: all qudits, in order), one
+    /// record per outcome in order of first occurrence in storage, summed in
+    /// storage order, not normalised, no threshold. Throws BadQuditIndex
+    /// "probabilities: qudit index i out of range [0, n)".
+    virtual std::vector<OutcomeProbability> probabilities(std::vector<std::int32_t> qudits) const = 0;
+    /// The reached elements of the density matrix of `qudits`, all other
+    /// qudits traced out, in order of the first pair that reaches them. An
+    /// empty list gives the trace as one element with empty row and column.
+    virtual std::vector<DensityElement> reduced_density_matrix(std::vector<std::int32_t> qudits) const = 0;
+    /// Draws an outcome of `qudits` with this thread's generator for the state
+    /// type, keeps only the entries that show it and renormalises at float
+    /// precision. Empty result: the state had no entries.
+    virtual std::vector<std::int32_t> measure(std::vector<std::int32_t> qudits) = 0;
+    /// Collapses onto `outcomes`, which must occur among the entries; returns
+    /// them. Refusals before the collapse leave the state untouched.
+    virtual std::vector<std::int32_t> forced_measure(std::vector<std::int32_t> qudits,
+                                                     std::vector<std::int32_t> outcomes) = 0;
 
     // Gates. Each takes its controls as predicates joined by AND and acts only
     // on the entries that pass them; none renormalises.

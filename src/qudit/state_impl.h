@@ -6,6 +6,7 @@
 #include <complex>
 #include <cstdint>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "qudit/dit_array.h"
@@ -39,6 +40,18 @@ public:
     std::vector<DynamicBasisEntry> basis_entries() const override;
     std::unique_ptr<IState> clone() const override { return std::make_unique<State>(*this); }
     void normalize() override;
+    std::vector<OutcomeProbability> probabilities(std::vector<std::int32_t> qudits) const override;
+    std::vector<DensityElement> reduced_density_matrix(std::vector<std::int32_t> qudits) const override;
+    std::vector<std::int32_t> measure(std::vector<std::int32_t> qudits) override;
+    std::vector<std::int32_t> forced_measure(std::vector<std::int32_t> qudits,
+                                             std::vector<std::int32_t> outcomes) override;
+
+    /// Keeps the entries whose dit at qudits[i] equals outcome[i] for every i,
+    /// by a two-ended partition (A+ B- C+ D- E+ becomes A+ E+ C+), then scales
+    /// the survivors by 1/sqrt of their squared norm summed in float. Throws
+    /// std::runtime_error "State collapsed to zero amplitude" when nothing is
+    /// left or that norm is at most 2^-23; the removal stays done.
+    void collapse_to_outcome(const std::vector<std::int32_t>& qudits, const std::vector<std::int32_t>& outcome);
 
     void phase_rotate(const Predicates& predicates, double angle) override;
     void shift(const Targets& targets, const Predicates& predicates) override;
@@ -68,6 +81,10 @@ public:
     const std::vector<Entry>& entries() const { return entries_; }
 
 private:
+    /// This thread's generator for this state type, seeded on first use from
+    /// the random device; a failed seeding is tried again on the next call.
+    static std::mt19937& generator();
+
     /// Qudits per entry: N of the packed form; in the dynamic form the first
     /// entry's length, or the field when there is no entry.
     std::uint64_t qudit_count() const;

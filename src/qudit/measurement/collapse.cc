@@ -1,0 +1,117 @@
+// Measurement with collapse, sampled or forced. Both end in the same
+// collapse: a two-ended partition, then a renormalisation at float precision.
+
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "qudit/measurement/random_source.h"
+#include "qudit/state_impl.h"
+
+namespace vortan::qudit {
+namespace {
+
+// Every read is checked: the collapse does not rely on its callers, and a
+// mismatch at an earlier position spares the later reads.
+template <class T>
+bool shows_outcome(const T& dits, const std::vector<std::int32_t>& qudits, const std::vector<std::int32_t>& outcome) {
+    for (std::size_t i = 0; i < qudits.size(); ++i) {
+        const Dit dit = dits[qudits[i]];
+        if (dit.value != static_cast<std::uint64_t>(static_cast<std::int64_t>(outcome[i]))) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+template <class T>
+std::mt19937& State<T>::generator() {
+    // One per thread and state type. If seeding throws, the object is not
+    // initialised and the next call tries again.
+    thread_local std::mt19937 engine = seeded_generator();
+    return engine;
+}
+
+template <class T>
+std::vector<std::int32_t> State<T>::measure(std::vector<std::int32_t> qudits) {
+    std::vector<OutcomeProbability> records = probabilities(qudits);
+    if (records.empty()) return {};
+    // Seeding comes before the draw, even when the draw needs no number.
+    std::mt19937& engine = generator();
+    const std::int32_t drawn = draw_index(weights_of(records), engine);
+    std::vector<std::int32_t> outcome = std::move(records[static_cast<std::size_t>(drawn)].outcome);
+    // The caller's list, not the filled one: an empty list collapses nothing
+    // and only renormalises.
+    collapse_to_outcome(qudits, outcome);
+    return outcome;
+}
+
+template <class T>
+void State<T>::collapse_to_outcome(const std::vector<std::int32_t>& qudits, const std::vector<std::int32_t>& outcome) {
+    // Two-ended partition: survivors before the first hole keep their places,
+    // and each later hole takes the last survivor behind it. The order shows
+    // in later distributions, so it is fixed here rather than left to a
+    // library partition.
+    auto first = entries_.begin();
+    auto last = entries_.end();
+    for (;;) {
+        while (first != last && shows_outcome(first->dits, qudits, outcome)) ++first;
+        if (first == last) break;
+        --last;
+        while (first != last && !shows_outcome(last->dits, qudits, outcome)) --last;
+        if (first == last) break;
+        std::iter_swap(first, last);
+        ++first;
+    }
+    entries_.erase(first, entries_.end());
+
+    if (entries_.empty()) throw std::runtime_error("State collapsed to zero amplitude");
+    // The norm is taken at float precision, rounded at every step.
+    float norm2 = 0.0f;
+    for (const Entry& entry : entries_) {
+        const double p = entry.amplitude.real() * entry.amplitude.real() + entry.amplitude.imag() * entry.amplitude.imag();
+        norm2 = static_cast<float>(static_cast<double>(norm2) + p);
+    }
+    if (!(norm2 > std::numeric_limits<float>::epsilon())) throw std::runtime_error("State collapsed to zero amplitude");
+    const double factor = static_cast<double>(1.0f / std::sqrt(norm2));
+    for (Entry& entry : entries_) entry.amplitude = {entry.amplitude.real() * factor, entry.amplitude.imag() * factor};
+}
+
+template <class T>
+std::vector<std::int32_t> State<T>::forced_measure(std::vector<std::int32_t> qudits, std::vector<std::int32_t> outcomes) {
+    if (qudits.size() != outcomes.size())
+        throw std::invalid_argument("Forced measurement requires the same number of qudit indices and outcome values");
+    if (entries_.empty()) throw std::runtime_error("Cannot measure an empty quantum state");
+    const std::uint64_t count = qudit_count();
+    const T& reference = entries_.front().dits;
+    // Index, then value, position by position.
+    for (std::size_t i = 0; i < qudits.size(); ++i) {
+        if (qudits[i] < 0 || static_cast<std::uint64_t>(qudits[i]) >= count)
+            throw std::out_of_range("Qudit index out of range for forced measurement");
+        // The limit is the named qudit's own dimension, not the form's D.
+        const Dit dit = reference[qudits[i]];
+        if (outcomes[i] < 0 || static_cast<std::uint64_t>(outcomes[i]) >= dit.dimension)
+            throw std::invalid_argument("Forced measurement outcome value is out of range for the qudit dimension");
+    }
+    // Presence, not weight: an entry of amplitude 0 counts. A negligible one
+    // passes here and is refused by the collapse, destructively.
+    bool present = false;
+    for (const Entry& entry : entries_)
+        if (shows_outcome(entry.dits, qudits, outcomes)) {
+            present = true;
+            break;
+        }
+    if (!present)
+        throw std::invalid_argument("Forced measurement outcome is inconsistent with the current state amplitudes");
+    collapse_to_outcome(qudits, outcomes);
+    return outcomes;
+}
+
+#define VORTAN_INSTANTIATE(T)                                                                               \
+    template std::mt19937& State<T>::generator();                                                           \
+    template std::vector<std::int32_t> State<T>::measure(std::vector<std::int32_t>);                         \
+    template void State<T>::collapse_to_outcome(const std::vector<std::int32_t>&, const std::vector<std::int32_t>&); \
+    template std::vector<std::int32_t> State<T>::forced_measure(std::vector<std::int32_t>, std::vector<std::int32_t>);
+#include "qudit/state_members.def"
+
+}  // namespace vortan::qudit

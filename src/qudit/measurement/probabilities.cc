@@ -1,0 +1,90 @@
+// The outcome distribution of a list of qudits: the one place where
+// amplitudes become probabilities.
+
+#include <unordered_map>
+
+#include "qudit/measurement/word_index.h"
+#include "qudit/state_impl.h"
+
+namespace vortan::qudit {
+namespace {
+
+struct OutcomeKeyHash {
+    std::size_t operator()(const std::vector<std::int32_t>& outcome) const {
+        return static_cast<std::size_t>(outcome_hash(outcome));
+    }
+};
+
+// Squared magnitude as two products and one sum, real part first; never a
+// modulus, which would round differently.
+inline double squared_magnitude(const std::complex<double>& a) {
+    return a.real() * a.real() + a.imag() * a.imag();
+}
+
+// A dit read of the dynamic form, checked against that entry's own length.
+std::int32_t checked_value(const DynamicDitArray& dits, std::int32_t qudit) {
+    if (qudit < 0 || static_cast<std::uint64_t>(qudit) >= dits.size())
+        throw BadQuditIndex(
+            str_cat("probabilities: qudit index ", qudit, " out of range [0, ", dits.size(), ")"));
+    return static_cast<std::int32_t>(dits.value_at(static_cast<std::uint32_t>(qudit)));
+}
+
+}  // namespace
+
+template <class T>
+std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t> qudits) const {
+    if (qudits.empty())
+        for (std::uint64_t q = 0; q < num_qudits(); ++q) qudits.push_back(static_cast<std::int32_t>(q));
+    for (const std::int32_t q : qudits) check_qudit_index(q, "probabilities");
+
+    std::vector<OutcomeProbability> result;
+    if constexpr (!is_dynamic_v<T>) {
+        // The outcome is a function of the listed fields of the values word
+        // alone, so that word masked is a key with the same equality as the
+        // outcome vector, repeated and long lists included. Records still come
+        // in order of first occurrence and sum in storage order.
+        std::uint64_t mask = 0;
+        for (const std::int32_t q : qudits) mask |= T::mask << T::shift_of(static_cast<std::uint32_t>(q));
+        WordIndex index;
+        for (const Entry& entry : entries_) {
+            const double p = squared_magnitude(entry.amplitude);
+            const auto position = static_cast<std::uint32_t>(result.size());
+            const std::uint32_t found = index.find_or_insert(entry.dits.values & mask, position);
+            if (found != WordIndex::NONE) {
+                result[found].probability += p;
+                continue;
+            }
+            OutcomeProbability record;
+            record.outcome.reserve(qudits.size());
+            for (const std::int32_t q : qudits)
+                record.outcome.push_back(static_cast<std::int32_t>(entry.dits.value_at(static_cast<std::uint32_t>(q))));
+            record.probability = p;
+            result.push_back(std::move(record));
+        }
+    } else {
+        std::unordered_map<std::vector<std::int32_t>, std::size_t, OutcomeKeyHash> index;
+        index.max_load_factor(1.0f);
+        index.reserve(entries_.size());
+        std::vector<std::int32_t> scratch;
+        scratch.reserve(qudits.size());
+        for (const Entry& entry : entries_) {
+            scratch.clear();
+            for (const std::int32_t q : qudits) scratch.push_back(checked_value(entry.dits, q));
+            const double p = squared_magnitude(entry.amplitude);
+            const auto found = index.find(scratch);
+            if (found != index.end()) {
+                result[found->second].probability += p;
+            } else {
+                index.emplace(scratch, result.size());
+                result.push_back(OutcomeProbability{scratch, p});
+            }
+        }
+    }
+    return result;
+}
+
+#define VORTAN_INSTANTIATE(T) \
+    template std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t>) const;
+#include "qudit/state_members.def"
+
+}  // namespace vortan::qudit
