@@ -43,6 +43,18 @@ public:
     /// negligible one (squared norm <= 1e-20).
     virtual void normalize() = 0;
 
+    /// True when the qudit is in a product with the rest: every branch of
+    /// significant weight is, up to one complex factor, the same state of the
+    /// other qudits as the lowest such branch, and stray terms are negligible.
+    /// True for an empty state, a single qudit, or all weights zero. Throws
+    /// BadQuditIndex from the dit array's check.
+    virtual bool is_factorizable(std::int32_t qudit) const = 0;
+    /// The qudit's own state, one-dit entries of its dimension, normalised and
+    /// with the phase fixed by the first entry of its heaviest branch. Right
+    /// only where is_factorizable holds; unchecked otherwise. Empty for an
+    /// empty state or one of zero weights.
+    virtual std::vector<DynamicBasisEntry> extract_factor(std::int32_t qudit) const = 0;
+
 protected:
     IState() = default;
     IState(const IState&) = default;

@@ -38,6 +38,8 @@ public:
     std::vector<DynamicBasisEntry> basis_entries() const override;
     std::unique_ptr<IState> clone() const override { return std::make_unique<State>(*this); }
     void normalize() override;
+    bool is_factorizable(std::int32_t qudit) const override;
+    std::vector<DynamicBasisEntry> extract_factor(std::int32_t qudit) const override;
 
     /// Throws BadQuditIndex "<context>: qudit index i out of range [0, n)".
     void check_qudit_index(std::int32_t qudit, const char* context) const;
