@@ -54,6 +54,13 @@ public:
     /// only where is_factorizable holds; unchecked otherwise. Empty for an
     /// empty state or one of zero weights.
     virtual std::vector<DynamicBasisEntry> extract_factor(std::int32_t qudit) const = 0;
+    /// Rotates the amplitude pair of two named basis states by
+    /// exp(-i angle X). The lists name dit values from qudit 0 up; dits past
+    /// the shorter list keep the first entry's values. An absent state counts
+    /// as amplitude 0 and is appended if it gains more than 1e-15; a state
+    /// left with no more than that is removed. No merge, no size check.
+    virtual void basis_rotation(std::vector<std::int32_t> dits_a, std::vector<std::int32_t> dits_b,
+                                double angle) = 0;
 
 protected:
     IState() = default;

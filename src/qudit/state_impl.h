@@ -40,6 +40,7 @@ public:
     void normalize() override;
     bool is_factorizable(std::int32_t qudit) const override;
     std::vector<DynamicBasisEntry> extract_factor(std::int32_t qudit) const override;
+    void basis_rotation(std::vector<std::int32_t> dits_a, std::vector<std::int32_t> dits_b, double angle) override;
 
     /// Throws BadQuditIndex "<context>: qudit index i out of range [0, n)".
     void check_qudit_index(std::int32_t qudit, const char* context) const;
