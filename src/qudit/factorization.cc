@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <numeric>
 #include <utility>
 
 #include "qudit/state_impl.h"
@@ -91,7 +92,7 @@ std::uint64_t rest_key(const DitArray<D, N>& dits, std::int32_t qudit) {
 /// A copy with the qudit's dit set to value 0, its dimension kept.
 DynamicDitArray rest_key(const DynamicDitArray& dits, std::int32_t qudit) {
     DynamicDitArray key = dits;
-    key[qudit] = Dit{0, key.dits[static_cast<std::size_t>(qudit)].dimension};
+    key[qudit] = Dit{0, dits[qudit].dimension};
     return key;
 }
 
@@ -101,6 +102,20 @@ struct RestEntry {
     std::complex<double> amplitude;
 };
 
+/// Least significant digit first, a byte a pass over the key's width: linear
+/// in the entries, where a comparison sort of a branch at the size limit is
+/// most of the cost of the whole test.
+void radix_sort(std::vector<RestEntry<std::uint64_t>>& rest, std::uint64_t key_bits) {
+    std::vector<RestEntry<std::uint64_t>> sorted(rest.size());
+    for (std::uint64_t shift = 0; shift < key_bits; shift += 8) {
+        std::array<std::size_t, 257> start{};
+        for (const auto& e : rest) ++start[((e.key >> shift) & 0xff) + 1];
+        std::partial_sum(start.begin(), start.end(), start.begin());
+        for (const auto& e : rest) sorted[start[(e.key >> shift) & 0xff]++] = e;
+        rest.swap(sorted);
+    }
+}
+
 /// The branch of one bucket as the state of the other qudits, sorted. Keys
 /// are distinct, since entries are, so any sort gives this one order.
 template <class T>
@@ -109,6 +124,13 @@ auto sorted_rest(const std::vector<BasisEntry<T>>& entries, const Bucket& bucket
     std::vector<RestEntry<Key>> rest;
     rest.reserve(bucket.positions.size());
     for (std::uint32_t p : bucket.positions) rest.push_back({rest_key(entries[p].dits, qudit), entries[p].amplitude});
+    constexpr std::size_t RADIX_FROM = 256;
+    if constexpr (!is_dynamic_v<T>) {
+        if (rest.size() >= RADIX_FROM) {
+            radix_sort(rest, T::size() * T::bits_per_dit);
+            return rest;
+        }
+    }
     std::sort(rest.begin(), rest.end(), [](const RestEntry<Key>& a, const RestEntry<Key>& b) { return a.key < b.key; });
     return rest;
 }

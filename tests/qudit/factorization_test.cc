@@ -115,6 +115,36 @@ TEST_P(Factorization, the_tolerance_is_on_ratios_measured_against_the_first_in_k
     EXPECT_TRUE(with_ratios(1 + 0.9e-10, 1, 1 + 0.5e-10));
 }
 
+TEST_P(Factorization, large_branches_are_walked_in_the_same_key_order) {
+    // A qubit beside seven qutrits, every rest state but all zeros, shuffled.
+    // Of the rest states (0,..,0,1) comes first from dit 0 up, (1,0,..,0) first
+    // as a packed number; starting from the first, (0,1,0,..,0) is 1.8e-10 off.
+    auto rest_of = [](std::uint64_t code) {
+        std::vector<std::uint64_t> values;
+        for (int q = 0; q < 7; ++q, code /= 3) values.push_back(code % 3);
+        return values;
+    };
+    auto state_with = [&](bool tilted) {
+        std::vector<Term> terms;
+        for (std::uint64_t code = 1; code < 2187; ++code) {
+            const auto rest = rest_of(code);
+            double ratio = 1;
+            if (tilted && rest == std::vector<std::uint64_t>{0, 0, 0, 0, 0, 0, 1}) ratio = 1 + 0.9e-10;
+            if (tilted && rest == std::vector<std::uint64_t>{0, 1, 0, 0, 0, 0, 0}) ratio = 1 - 0.9e-10;
+            const Complex amplitude(0.25 + 0.5 * static_cast<double>(code % 7), 0.125 * static_cast<double>(code % 5));
+            for (std::uint64_t v = 0; v < 2; ++v) {
+                std::vector<std::uint64_t> values{v};
+                values.insert(values.end(), rest.begin(), rest.end());
+                terms.push_back({values, v == 0 ? amplitude : amplitude * ratio});
+            }
+        }
+        std::shuffle(terms.begin(), terms.end(), std::mt19937_64(3));
+        return build({2, 3, 3, 3, 3, 3, 3, 3}, terms);
+    };
+    EXPECT_TRUE(state_with(false)->is_factorizable(0));
+    EXPECT_FALSE(state_with(true)->is_factorizable(0));
+}
+
 TEST_P(Factorization, random_products_factor_into_their_parts) {
     std::mt19937_64 rng(11);
     std::normal_distribution<double> normal;
