@@ -92,6 +92,25 @@ public:
     /// part multiplied by i.
     virtual void i_swap(std::int32_t qudit1, std::int32_t qudit2, double fraction, const Predicates& predicates) = 0;
 
+    /// True when the qudit is in a product with the rest: every branch of
+    /// significant weight is, up to one complex factor, the same state of the
+    /// other qudits as the lowest such branch, and stray terms are negligible.
+    /// True for an empty state, a single qudit, or all weights zero. Throws
+    /// BadQuditIndex from the dit array's check.
+    virtual bool is_factorizable(std::int32_t qudit) const = 0;
+    /// The qudit's own state, one-dit entries of its dimension, normalised and
+    /// with the phase fixed by the first entry of its heaviest branch. Right
+    /// only where is_factorizable holds; unchecked otherwise. Empty for an
+    /// empty state or one of zero weights.
+    virtual std::vector<DynamicBasisEntry> extract_factor(std::int32_t qudit) const = 0;
+    /// Rotates the amplitude pair of two named basis states by
+    /// exp(-i angle X). The lists name dit values from qudit 0 up; dits past
+    /// the shorter list keep the first entry's values. An absent state counts
+    /// as amplitude 0 and is appended if it gains more than 1e-15; a state
+    /// left with no more than that is removed. No merge, no size check.
+    virtual void basis_rotation(std::vector<std::int32_t> dits_a, std::vector<std::int32_t> dits_b,
+                                double angle) = 0;
+
 protected:
     IState() = default;
     IState(const IState&) = default;

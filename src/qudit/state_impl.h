@@ -65,6 +65,9 @@ public:
     void inverse_hadamard(const Targets& targets, const Predicates& predicates) override;
     void swap(std::int32_t qudit1, std::int32_t qudit2, const Predicates& predicates) override;
     void i_swap(std::int32_t qudit1, std::int32_t qudit2, double fraction, const Predicates& predicates) override;
+    bool is_factorizable(std::int32_t qudit) const override;
+    std::vector<DynamicBasisEntry> extract_factor(std::int32_t qudit) const override;
+    void basis_rotation(std::vector<std::int32_t> dits_a, std::vector<std::int32_t> dits_b, double angle) override;
 
     /// Sums entries of equal dits and drops those whose components are both
     /// at most AMPLITUDE_PRUNE_EPSILON. Up to 8 entries keep their order of
