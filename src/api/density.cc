@@ -33,16 +33,14 @@ VORTAN_API vortan_result vortan_calculate_reduced_density_matrix(vortan_quantum_
     if (output_buffer == nullptr)
         return fail(error_info, VORTAN_ERROR_NULL_POINTER, "output_buffer cannot be NULL", VORTAN_SITE);
     const Site site = VORTAN_SITE;
-    return guarded<DensityClauses>(error_info, site, [&]() -> vortan_result {
-        std::vector<QuantumProperty*> list;
-        if (!copy_properties(properties, property_count, list))
-            return fail(error_info, VORTAN_ERROR_NULL_POINTER, "properties[i] cannot be NULL", VORTAN_SITE_IN(site));
+    return guarded_on_properties<DensityClauses>(
+        error_info, site, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         const std::vector<std::uint64_t> dimensions = property_dimensions(list);
         const std::vector<std::vector<std::int32_t>> combinations = enumerate_outcomes(dimensions);
         const std::size_t n = combinations.size();
         if (buffer_size < n * n)
             return fail(error_info, VORTAN_ERROR_BUFFER_TOO_SMALL, "buffer_size insufficient for density matrix",
-                        VORTAN_SITE_IN(site));
+                        site);
         // Zeroed before the engine runs: a failure there leaves zeros, and
         // places no pair reaches stay 0.
         std::fill(output_buffer, output_buffer + n * n, vortan_density_element{0.0f, 0.0f});

@@ -114,11 +114,8 @@ VORTAN_API vortan_result vortan_measure_properties(vortan_quantum_property* cons
         return fail(error_info, VORTAN_ERROR_NULL_POINTER, "output_buffer cannot be NULL", VORTAN_SITE);
     if (buffer_size < property_count)
         return fail(error_info, VORTAN_ERROR_BUFFER_TOO_SMALL, "buffer_size must be >= property_count", VORTAN_SITE);
-    const Site site = VORTAN_SITE;
-    return guarded<MeasureClauses>(error_info, site, [&]() -> vortan_result {
-        std::vector<QuantumProperty*> list;
-        if (!copy_properties(properties, property_count, list))
-            return fail(error_info, VORTAN_ERROR_NULL_POINTER, "properties[i] cannot be NULL", VORTAN_SITE_IN(site));
+    return guarded_on_properties<MeasureClauses>(
+        error_info, VORTAN_SITE, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         qudit::IState* state = tensor_state(list);
         const std::vector<std::int32_t> outcome = state->measure(qudit_indices(list));
         // An empty state gives no outcome, and nothing is written.
@@ -143,11 +140,8 @@ VORTAN_API vortan_result vortan_forced_measure_properties(vortan_quantum_propert
     if (output_buffer != nullptr && buffer_size < property_count)
         return fail(error_info, VORTAN_ERROR_BUFFER_TOO_SMALL,
                     "buffer_size must be >= property_count when output_buffer is provided", VORTAN_SITE);
-    const Site site = VORTAN_SITE;
-    return guarded<ForcedClauses>(error_info, site, [&]() -> vortan_result {
-        std::vector<QuantumProperty*> list;
-        if (!copy_properties(properties, property_count, list))
-            return fail(error_info, VORTAN_ERROR_NULL_POINTER, "properties[i] cannot be NULL", VORTAN_SITE_IN(site));
+    return guarded_on_properties<ForcedClauses>(
+        error_info, VORTAN_SITE, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         std::vector<std::int32_t> values(forced_values, forced_values + forced_value_count);
         qudit::IState* state = tensor_state(list);
         const std::vector<std::int32_t> outcome = state->forced_measure(qudit_indices(list), std::move(values));
@@ -168,10 +162,8 @@ VORTAN_API vortan_result vortan_calculate_probabilities(vortan_quantum_property*
     if (output_buffer == nullptr)
         return fail(error_info, VORTAN_ERROR_NULL_POINTER, "output_buffer cannot be NULL", VORTAN_SITE);
     const Site site = VORTAN_SITE;
-    return guarded<MeasureClauses>(error_info, site, [&]() -> vortan_result {
-        std::vector<QuantumProperty*> list;
-        if (!copy_properties(properties, property_count, list))
-            return fail(error_info, VORTAN_ERROR_NULL_POINTER, "properties[i] cannot be NULL", VORTAN_SITE_IN(site));
+    return guarded_on_properties<MeasureClauses>(
+        error_info, site, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         qudit::IState* state = tensor_state(list);
         const std::vector<qudit::OutcomeProbability> records = state->probabilities(qudit_indices(list));
         const std::vector<std::uint64_t> dimensions = property_dimensions(list);
@@ -179,7 +171,7 @@ VORTAN_API vortan_result vortan_calculate_probabilities(vortan_quantum_property*
         // Tested only now: the properties stay entangled even so.
         if (buffer_size < combinations.size())
             return fail(error_info, VORTAN_ERROR_BUFFER_TOO_SMALL, "buffer_size insufficient for all combinations",
-                        VORTAN_SITE_IN(site));
+                        site);
         // Each combination takes the record that shows it, found through its
         // position rather than a search; records have distinct outcomes, so
         // the answer is that of a search from the first record.

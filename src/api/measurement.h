@@ -13,15 +13,25 @@
 
 namespace vortan::api {
 
-/// A Site for a report made inside a guarded region's body, where __func__
-/// would name the lambda: the export's name from `outer`, this line.
-#define VORTAN_SITE_IN(outer) (::vortan::api::Site{(outer).function, static_cast<std::uint32_t>(__LINE__)})
-
 /// Copies the handles in array order into `out`, reserving first (a count
 /// past what a vector holds throws std::length_error "vector::reserve").
 /// False at the first null element, with nothing else touched.
 bool copy_properties(vortan_quantum_property* const* properties, std::size_t count,
                      std::vector<QuantumProperty*>& out);
+
+/// The guarded region of an export on a property list: the handles are
+/// copied first, a null element failing with the export's own report, and
+/// `body` gets the copy.
+template <class Clauses, class Body>
+vortan_result guarded_on_properties(vortan_error_info* error_info, Site site,
+                                    vortan_quantum_property* const* properties, std::size_t count, Body&& body) {
+    return guarded<Clauses>(error_info, site, [&]() -> vortan_result {
+        std::vector<QuantumProperty*> list;
+        if (!copy_properties(properties, count, list))
+            return fail(error_info, VORTAN_ERROR_NULL_POINTER, "properties[i] cannot be NULL", site);
+        return body(list);
+    });
+}
 
 /// Each property's qudit index, in list order. Read only after entangling:
 /// merges renumber qudits.
