@@ -92,14 +92,16 @@ struct Scratch {
 /// Runs one operation; false for a kind outside the table, which the
 /// conversion makes unreachable.
 bool run_one(const BatchOperation& op, std::size_t index, Scratch& scratch) {
-    const std::string label = str_cat("execute_batch: op ", index, " (", short_name(op.kind), ")");
+    // The label serves only a failure: built for every operation, it was the
+    // largest cost of the batch's own.
+    const auto label = [&] { return str_cat("execute_batch: op ", index, " (", short_name(op.kind), ")"); };
     const bool needs_target = op.kind != VORTAN_OP_PHASE_ROTATE && op.kind != ROTATE_BASIS_PAIR;
-    if (needs_target && op.target == nullptr) throw std::invalid_argument(label + " requires a non-null target");
+    if (needs_target && op.target == nullptr) throw std::invalid_argument(label() + " requires a non-null target");
     if ((op.kind == VORTAN_OP_SWAP || op.kind == VORTAN_OP_I_SWAP) && op.target2 == nullptr)
-        throw std::invalid_argument(label + " requires a non-null target2");
+        throw std::invalid_argument(label() + " requires a non-null target2");
     for (std::size_t j = 0; j < op.predicates.size(); ++j)
         if (op.predicates[j].property == nullptr)
-            throw std::invalid_argument(str_cat(label, " has a null property in predicate ", j));
+            throw std::invalid_argument(str_cat(label(), " has a null property in predicate ", j));
 
     // NaN asks for the whole gate; any other value, 1 included, for its power.
     const bool whole = std::isnan(op.fraction);
