@@ -1,112 +1,70 @@
 // Asking by measurement whether predicates hold.
 
-#include <gtest/gtest.h>
+#include <deque>
 
-#include <cmath>
+#include "api/measurement_test.h"
 
-#include "api/handles.h"
-#include "vortan.h"
-
+namespace vortan::testing {
 namespace {
 
-using vortan::api::from_handle;
-
-struct Pair {
-    Pair() {
-        vortan_quantum_property_create(2, &a, nullptr);
-        vortan_quantum_property_create(3, &b, nullptr);
-    }
-    ~Pair() {
-        vortan_predicate_destroy(&pred);
-        vortan_quantum_property_destroy(&a);
-        vortan_quantum_property_destroy(&b);
-    }
-    vortan_quantum_property *a = nullptr, *b = nullptr;
+// The answer to whether h's property equals (or differs from) value.
+int32_t project(const Handle& h, int32_t value, bool is_equal) {
     vortan_predicate* pred = nullptr;
-};
-
-int32_t project(vortan_predicate* pred, vortan_error_info* info = nullptr) {
+    vortan_predicate_create(h.p, value, is_equal, &pred);
     int32_t result = -1;
-    EXPECT_EQ(vortan_stochastic_projection_modern(&pred, 1, &result, info), VORTAN_SUCCESS);
+    EXPECT_EQ(vortan_stochastic_projection_modern(&pred, 1, &result, nullptr), VORTAN_SUCCESS);
+    vortan_predicate_destroy(&pred);
     return result;
 }
 
-TEST(Projection, checks_its_arguments_in_order) {
-    Pair p;
-    vortan_predicate_create(p.a, 1, true, &p.pred);
+TEST(Projection, refuses_bad_arguments_in_order_a_full_group_and_an_emptied_state) {
+    // preds[0] asks about an emptied state, preds[2] about a group of 12.
+    std::deque<Handle> handles;
+    std::vector<QuantumProperty*> group;
+    for (int i = 0; i < 13; ++i) group.push_back(&handles.emplace_back(2).property());
+    tensor_state(std::vector<QuantumProperty*>(group.begin() + 1, group.end()));
+    group[0]->shared->state = qudit::make_state(2, 1, {});
+    vortan_predicate* preds[3] = {};
+    vortan_predicate_create(handles[0].p, 0, true, &preds[0]);
+    vortan_predicate_create(handles[1].p, 0, true, &preds[2]);
     int32_t result = 7;
     vortan_error_info info{};
-    EXPECT_EQ(vortan_stochastic_projection_modern(nullptr, 0, nullptr, &info), VORTAN_ERROR_NULL_POINTER);
-    EXPECT_STREQ(info.message, "predicates cannot be NULL");
-    EXPECT_EQ(vortan_stochastic_projection_modern(&p.pred, 0, nullptr, &info), VORTAN_ERROR_INVALID_ARGUMENT);
-    EXPECT_STREQ(info.message, "predicate_count must be > 0");
-    EXPECT_EQ(vortan_stochastic_projection_modern(&p.pred, 1, nullptr, &info), VORTAN_ERROR_NULL_POINTER);
-    EXPECT_STREQ(info.message, "result cannot be NULL");
-    vortan_predicate* with_null[] = {p.pred, nullptr};
-    EXPECT_EQ(vortan_stochastic_projection_modern(with_null, 2, &result, &info), VORTAN_ERROR_INTERNAL);
-    EXPECT_STREQ(info.message, "predicate array contains null pointer");
-    EXPECT_EQ(result, 7) << "untouched on failure";
+    const struct { vortan_predicate** list; size_t count; int32_t* out; int32_t code; const char* text; } rows[] = {
+        {nullptr, 0, nullptr, 1, "predicates cannot be NULL"},
+        {preds, 0, nullptr, 2, "predicate_count must be > 0"},
+        {preds, 1, nullptr, 1, "result cannot be NULL"},
+        {preds, 2, &result, 900, "predicate array contains null pointer"},
+        {preds, 1, &result, 900, "Cannot project an empty quantum state"},
+        {preds + 2, 1, &result, 5,
+         "num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled"}};
+    for (const auto& r : rows)
+        expect_report(vortan_stochastic_projection_modern(r.list, r.count, r.out, &info), info, r.code, r.text,
+                      "vortan_stochastic_projection_modern");
+    EXPECT_EQ(result, 7);
+    for (auto& pred : preds) vortan_predicate_destroy(&pred);
 }
 
-TEST(Projection, holding_everywhere_or_nowhere_is_certain_and_leaves_the_state) {
-    Pair p;
-    vortan_hadamard_operation(p.b, nullptr, 0, nullptr);  // b over 0, 1, 2
-    vortan_predicate_create(p.b, 5, false, &p.pred);       // b != 5 holds everywhere
-    EXPECT_EQ(project(p.pred), 1);
-    size_t size = 0, qudits = 0;
-    vortan_quantum_property_get_state_vector_size(p.b, &size);
-    vortan_quantum_property_get_num_active_qudits(p.b, &qudits);
-    EXPECT_EQ(size, 3u);
-    EXPECT_EQ(qudits, 1u) << "the ancilla is gone again";
-    vortan_predicate_destroy(&p.pred);
-    vortan_predicate_create(p.b, 5, true, &p.pred);  // holds nowhere
-    EXPECT_EQ(project(p.pred), 0);
-    vortan_quantum_property_get_state_vector_size(p.b, &size);
-    EXPECT_EQ(size, 3u);
-}
-
-TEST(Projection, half_the_weight_projects_onto_the_side_drawn_and_repeats) {
+// Asked about a superposed qubit, a predicate holding everywhere or nowhere
+// has a certain answer and leaves the state; holding on half the weight, the
+// answer is drawn, the state projected onto it, and asking again repeats it.
+TEST(Projection, answers_certainly_or_by_a_fair_draw_that_projects_and_repeats) {
     int ones = 0;
     const int trials = 400;
     for (int t = 0; t < trials; ++t) {
-        Pair p;
-        vortan_hadamard_operation(p.a, nullptr, 0, nullptr);
-        vortan_predicate_create(p.a, 1, true, &p.pred);
-        const int32_t answer = project(p.pred);
+        Handle h(2);
+        vortan_hadamard_operation(h.p, nullptr, 0, nullptr);
+        ASSERT_EQ(project(h, 5, false), 1);
+        ASSERT_EQ(project(h, 5, true), 0);
+        ASSERT_EQ(h.property().shared->state->state_size(), 2u);
+        const int32_t answer = project(h, 1, true);
         ones += answer;
-        const auto entries = from_handle(p.a)->shared->state->basis_entries();
-        ASSERT_EQ(entries.size(), 1u);
-        ASSERT_EQ(entries[0].dits.dits[0].value, static_cast<uint64_t>(answer)) << "only that side is left";
-        ASSERT_EQ(project(p.pred), answer) << "asking again gives the same answer";
+        // One entry of one qudit: only that side is left, and the ancilla is gone.
+        ASSERT_EQ(qudit::testing::digits_of(*h.property().shared->state), (std::vector<std::vector<int>>{{answer}}));
+        ASSERT_EQ(project(h, 1, true), answer);
     }
     // p = 1/2: six standard deviations around 200 never fail by chance.
     EXPECT_NEAR(ones, trials / 2, 6 * std::sqrt(trials * 0.25));
 }
 
-TEST(Projection, a_full_group_has_no_room_for_the_ancilla) {
-    std::vector<vortan_quantum_property*> props(12, nullptr);
-    for (auto& p : props) vortan_quantum_property_create(2, &p, nullptr);
-    std::vector<vortan_predicate*> preds(12, nullptr);
-    for (std::size_t i = 0; i < 12; ++i) vortan_predicate_create(props[i], 0, true, &preds[i]);
-    ASSERT_EQ(vortan_phase_rotate_operation(preds.data(), 12, 0.1, nullptr), VORTAN_SUCCESS);  // one group of 12
-    int32_t result = -1;
-    vortan_error_info info{};
-    EXPECT_EQ(vortan_stochastic_projection_modern(preds.data(), 1, &result, &info), VORTAN_ERROR_INVALID_QUDIT_NUMBER);
-    EXPECT_STREQ(info.message,
-                 "num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled");
-    for (auto& p : preds) vortan_predicate_destroy(&p);
-    for (auto& p : props) vortan_quantum_property_destroy(&p);
-}
-
-TEST(Projection, an_emptied_state_is_refused_rather_than_read_past) {
-    Pair p;
-    vortan_predicate_create(p.a, 0, true, &p.pred);
-    from_handle(p.a)->shared->state = vortan::qudit::make_state(2, 1, {});
-    int32_t result = -1;
-    vortan_error_info info{};
-    EXPECT_EQ(vortan_stochastic_projection_modern(&p.pred, 1, &result, &info), VORTAN_ERROR_INTERNAL);
-    EXPECT_STREQ(info.message, "Cannot project an empty quantum state");
-    EXPECT_EQ(result, -1);
-}
-
 }  // namespace
+}  // namespace vortan::testing
