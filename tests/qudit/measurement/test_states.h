@@ -36,6 +36,12 @@ inline Terms entries_of(const IState& state) {
     return out;
 }
 
+inline std::vector<std::vector<int>> digits_of(const IState& state) {
+    std::vector<std::vector<int>> out;
+    for (const auto& term : entries_of(state)) out.push_back(term.first);
+    return out;
+}
+
 template <class Call>
 std::string failure_of(Call&& call) try { return call(), "no exception"; }
 catch (const std::exception& e) { return e.what(); }
