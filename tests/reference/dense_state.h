@@ -152,18 +152,6 @@ public:
         mix_pairs(q1, q2, std::cos(t), Complex(0, std::sin(t)), controls);
     }
 
-    /// Probability of each value tuple of `qudits`, indexed like a DenseState
-    /// over their dimensions (qudits[0] fastest).
-    std::vector<double> probabilities(const std::vector<int>& qudits) const {
-        std::vector<int> sub;
-        for (int q : qudits) sub.push_back(dims_[q]);
-        DenseState marginal(sub);
-        marginal.amplitudes_.assign(marginal.size(), 0.0);
-        std::vector<double> out(marginal.size());
-        for (std::size_t i = 0; i < size(); ++i) out[marginal.index(project(digits(i), qudits))] += std::norm(amplitudes_[i]);
-        return out;
-    }
-
     /// rho[r][c] over `qudits` (qudits[0] fastest), the rest traced out.
     Matrix reduced_density_matrix(const std::vector<int>& qudits) const {
         std::vector<int> sub;
