@@ -1,216 +1,69 @@
-// Construction, normalisation and the plain storage operations of State<T>,
-// run once per form: the smallest and largest packed shapes of each D, and
-// the dynamic form.
+// Construction, normalisation and the plain storage operations of a state,
+// on both forms.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <complex>
-#include <cstdint>
 #include <limits>
-#include <string>
-#include <vector>
 
-#include "qudit/state_impl.h"
+#include "qudit/state_forms.h"
 
 namespace vortan::qudit {
-namespace {
+using namespace testing;
+const double nan = std::numeric_limits<double>::quiet_NaN();
 
-using Amp = std::complex<double>;
+class StateTest : public BothForms {};
+VORTAN_BOTH_FORMS(StateTest);
 
-template <class E, class F>
-std::string message_of(F&& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return e.what();
+TEST_P(StateTest, construction_merges_into_the_first_occurrence_and_drops_exact_zeros_only) {
+    expect_near(terms_of(*build({3, 2}, {{{1, 0}, {.6, .1}}, {{2, 1}, .3}, {{1, 0}, {.2, -.3}}})), {{{1, 0}, {.8, -.2}}, {{2, 1}, .3}});
+    // The first copy's dimensions stay; value 0 is legal at dimension 1.
+    const std::vector<DynamicBasisEntry> list{{DynamicDitArray({{0, 1}, {1, 2}}), .5}, {DynamicDitArray({{0, 3}, {1, 3}}), .25}};
+    const auto s = GetParam() == Form::packed ? make_state(3, 2, list) : std::make_unique<State<DynamicDitArray>>(3, 2, list);
+    EXPECT_TRUE(s->basis_entries()[0].dits.dits == list[0].dits.dits && terms_of(*s) == (Terms{{{0, 1}, .75}}));
+    const Terms zeros[] = {{{{0}, .5}, {{0}, -.5}}, {{{0}, {-0.0, -0.0}}}, {{{0}, 1e-15}}, {{{0}, {0, 1e-15}}}, {{{0}, nan}}};
+    for (int c = 0; c < 5; ++c) EXPECT_EQ(build({2}, zeros[c])->state_size(), c < 2 ? 0u : 1u) << c;
+}
+
+TEST_P(StateTest, normalize_scales_unless_the_norm_is_negligible_or_within_1e_12_of_1) {
+    const double tiny = std::sqrt(2e-20), off = std::sqrt(1 + 1e-11);
+    const std::pair<Terms, double> cases[] = {
+        {{{{0}, std::sqrt(1e-21)}}, 1}, {{{{0}, std::sqrt(1 + 1e-13)}}, 1}, {{{{0}, 1.2}, {{1}, {0, 1.6}}}, .5},
+        {{{{1}, {-1.2, 1.6}}}, .5},     {{{{0}, tiny}}, 1 / tiny},         {{{{0}, off}}, 1 / off}};
+    for (auto [terms, scale] : cases) {
+        const auto s = build({2}, terms);
+        s->normalize();
+        for (Term& t : terms) t.amplitude *= scale;
+        expect_near(terms_of(*s), terms);
     }
-    ADD_FAILURE() << "nothing thrown";
-    return {};
+    const auto s = build({2}, {{{0}, nan}, {{1}, .5}});
+    s->normalize();  // a NaN norm scales nothing
+    EXPECT_EQ(terms_of(*s)[1].amplitude, .5);
 }
 
-template <class T>
-struct Shape;
-template <std::uint64_t D_, std::uint64_t N_>
-struct Shape<DitArray<D_, N_>> {
-    static constexpr std::uint64_t D = D_, N = N_;
-};
-template <>
-struct Shape<DynamicDitArray> {  // its D and N are whatever the fields say
-    static constexpr std::uint64_t D = 3, N = 4;
-};
-
-template <class T>
-class StateTest : public ::testing::Test {
-protected:
-    static constexpr std::uint64_t D = Shape<T>::D, N = Shape<T>::N;
-
-    // Basis state k read in base D, dit 0 the lowest digit; every dit of dimension D.
-    static DynamicDitArray basis(std::uint64_t k) {
-        DynamicDitArray a;
-        for (std::uint64_t i = 0; i < N; ++i, k /= D) a.dits.push_back({k % D, D});
-        return a;
-    }
-    static State<T> make(const std::vector<std::pair<std::uint64_t, Amp>>& list) {
-        std::vector<DynamicBasisEntry> entries;
-        for (const auto& [k, amp] : list) entries.push_back({basis(k), amp});
-        return State<T>(D, N, entries);
-    }
-};
-
-using Forms = ::testing::Types<DitArray<2, 1>, DitArray<2, 12>, DitArray<3, 1>, DitArray<3, 12>, DynamicDitArray>;
-TYPED_TEST_SUITE(StateTest, Forms);
-
-TYPED_TEST(StateTest, construction_sums_equal_dits_in_place_of_the_first) {
-    const auto s = this->make({{1, {0.6, 0.1}}, {0, {0.3, 0}}, {1, {0.2, -0.3}}});
-    const auto out = s.basis_entries();
-    ASSERT_EQ(out.size(), 2u);
-    EXPECT_EQ(out[0].dits, this->basis(1));
-    EXPECT_DOUBLE_EQ(out[0].amplitude.real(), 0.8);
-    EXPECT_DOUBLE_EQ(out[0].amplitude.imag(), -0.2);
-    EXPECT_EQ(out[1].dits, this->basis(0));
+TEST_P(StateTest, qudit_dimensions_come_from_the_first_entry_and_indices_are_checked) {
+    EXPECT_EQ(build({3, 2}, {})->qudit_dimension(1), 3u);  // none: D
+    const auto s = build({3, 1, 2}, {{{2, 0, 1}, 1}, {{0, 0, 0}, 1}});
+    EXPECT_TRUE(s->qudit_dimension(0) == 3 && s->qudit_dimension(1) == 1 && s->qudit_dimension(2) == 2);
+    EXPECT_EQ(message_of<BadQuditIndex>([&] { s->qudit_dimension(3); }), "qudit_dimension: qudit index 3 out of range [0, 3)");
+    EXPECT_EQ(message_of<BadQuditIndex>([&] { s->qudit_dimension(-1); }), "qudit_dimension: qudit index -1 out of range [0, 3)");
+    // Gates check signed: a negative index has a text of its own.
+    EXPECT_EQ(message_of<BadQuditIndex>([&] { s->swap(-1, 0, {}); }), "swap: qudit index -1 is negative");
+    EXPECT_EQ(message_of<BadQuditIndex>([&] { s->swap(0, 3, {}); }), "swap: qudit index 3 out of range [0, 3)");
 }
 
-TYPED_TEST(StateTest, construction_keeps_the_first_recorded_dimensions) {
-    // Value 0 is legal at dimension 1; the later copy records dimension D.
-    DynamicDitArray ones;
-    ones.dits.assign(this->N, Dit{0, 1});
-    const State<TypeParam> s(this->D, this->N, {{ones, {0.5, 0}}, {this->basis(0), {0.25, 0}}});
-    ASSERT_EQ(s.state_size(), 1u);
-    EXPECT_EQ(s.basis_entries()[0].dits.dits, ones.dits);
-    EXPECT_EQ(s.qudit_dimension(0), 1u);
-    EXPECT_EQ(s.basis_entries()[0].amplitude, Amp(0.75));
-}
-
-TYPED_TEST(StateTest, construction_drops_exact_zeros_only) {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const struct {
-        std::vector<std::pair<std::uint64_t, Amp>> list;
-        std::size_t kept;
-    } cases[] = {
-        {{{0, 0.5}, {0, -0.5}}, 0},
-        {{{0, {-0.0, -0.0}}}, 0},
-        {{{0, {1e-15, 0}}}, 1},
-        {{{0, {0, 1e-15}}}, 1},
-        {{{0, {nan, 0}}}, 1},
-        {{{0, {0, 0}}, {1, 0.5}}, 1},
-    };
-    for (const auto& c : cases) EXPECT_EQ(this->make(c.list).state_size(), c.kept) << c.list.size();
-    EXPECT_EQ(this->make({{0, 0.0}, {1, 0.5}}).basis_entries()[0].dits, this->basis(1));
-}
-
-TYPED_TEST(StateTest, normalize_leaves_negligible_and_near_unit_norms_alone) {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const struct {
-        std::vector<Amp> amps;  // amplitude of basis state i
-        double scale;
-    } cases[] = {
-        {{}, 1.0},
-        {{std::sqrt(1e-21)}, 1.0},
-        {{std::sqrt(1 + 1e-13)}, 1.0},
-        {{{1.2, 0}, {0, 1.6}}, 0.5},
-        {{{-1.2, 1.6}}, 0.5},
-        {{std::sqrt(2e-20)}, 1 / std::sqrt(2e-20)},
-        {{std::sqrt(1 + 1e-11)}, 1 / std::sqrt(1 + 1e-11)},
-        {{nan, 0.5}, 1.0},  // a NaN norm never scales the finite entries
-    };
-    for (const auto& c : cases) {
-        std::vector<std::pair<std::uint64_t, Amp>> list;
-        for (std::size_t i = 0; i < c.amps.size(); ++i) list.push_back({i, c.amps[i]});
-        auto s = this->make(list);
-        s.normalize();
-        const auto out = s.basis_entries();
-        ASSERT_EQ(out.size(), c.amps.size());
-        for (std::size_t i = 0; i < out.size(); ++i) {
-            if (std::isnan(c.amps[i].real())) continue;
-            if (c.scale == 1.0) {
-                EXPECT_EQ(out[i].amplitude, c.amps[i]) << "entry " << i << " of " << out.size();
-            } else {
-                EXPECT_DOUBLE_EQ(out[i].amplitude.real(), c.amps[i].real() * c.scale) << c.scale;
-                EXPECT_DOUBLE_EQ(out[i].amplitude.imag(), c.amps[i].imag() * c.scale) << c.scale;
-            }
-        }
-    }
-}
-
-TYPED_TEST(StateTest, qudit_dimension_reads_each_dit_and_falls_back_to_D_when_empty) {
-    const State<TypeParam> empty(this->D, this->N, {});
-    EXPECT_EQ(empty.qudit_dimension(0), this->D);
-    EXPECT_EQ(empty.qudit_dimension(static_cast<std::int32_t>(this->N - 1)), this->D);
-
-    // Dimensions 1, 2, ... D, 1, ... with each dit at its top value.
-    DynamicDitArray mixed;
-    for (std::uint64_t i = 0; i < this->N; ++i) mixed.dits.push_back({i % this->D, i % this->D + 1});
-    const State<TypeParam> s(this->D, this->N, {{mixed, 1.0}});
-    EXPECT_EQ(s.dimension(), this->D);
-    for (std::uint64_t i = 0; i < this->N; ++i)
-        EXPECT_EQ(s.qudit_dimension(static_cast<std::int32_t>(i)), i % this->D + 1) << i;
-    EXPECT_EQ(s.basis_entries()[0].dits.dits, mixed.dits);
-}
-
-TYPED_TEST(StateTest, index_checks_name_the_context_and_the_range) {
-    const auto s = this->make({{0, 1.0}});
-    const auto n = static_cast<std::int32_t>(this->N);
-    const std::string range = " out of range [0, " + std::to_string(n) + ")";
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { s.qudit_dimension(n); }),
-              "qudit_dimension: qudit index " + std::to_string(n) + range);
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { s.qudit_dimension(-1); }), "qudit_dimension: qudit index -1" + range);
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { s.check_qudit_index_signed(-1, "hadamard"); }),
-              "hadamard: qudit index -1 is negative");
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { s.check_qudit_index_signed(n, "swap"); }),
-              "swap: qudit index " + std::to_string(n) + range);
-    EXPECT_NO_THROW(s.check_qudit_index_signed(n - 1, "swap"));
-}
-
-TYPED_TEST(StateTest, clone_copies_entries_in_order_including_zeros) {
-    // Scaling by 1e-10 flushes the smallest subnormal to an exact zero, the
-    // kind of entry a gate can leave behind and construction would drop.
-    auto s = this->make({{1, 1e10}, {0, std::numeric_limits<double>::denorm_min()}});
-    s.normalize();
-    ASSERT_EQ(s.basis_entries()[1].amplitude, Amp(0.0));
-
-    const auto c = s.clone();
-    ASSERT_NE(dynamic_cast<State<TypeParam>*>(c.get()), nullptr);
-    const auto original = s.basis_entries(), copy = c->basis_entries();
-    ASSERT_EQ(copy.size(), 2u);
-    for (std::size_t i = 0; i < 2; ++i) {
-        EXPECT_EQ(copy[i].dits.dits, original[i].dits.dits);
-        EXPECT_EQ(copy[i].amplitude, original[i].amplitude);
-    }
-
-    auto t = this->make({{1, 2.0}});
-    const auto u = t.clone();
-    u->normalize();
-    EXPECT_EQ(t.basis_entries()[0].amplitude, Amp(2.0));
-    EXPECT_EQ(u->basis_entries()[0].amplitude, Amp(1.0));
-}
-
-TEST(State, dynamic_form_counts_qudits_from_its_first_entry) {
-    const DynamicDitArray two(std::vector<Dit>{{0, 2}, {1, 2}});
-    const State<DynamicDitArray> s(2, 5, {{two, 1.0}});
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { s.qudit_dimension(2); }),
-              "qudit_dimension: qudit index 2 out of range [0, 2)");
-    // With no entry and no qudits there is nothing to check against.
-    const State<DynamicDitArray> none(2, 0, {});
-    EXPECT_NO_THROW(none.check_qudit_index_signed(7, "swap"));
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { none.check_qudit_index(0, "probabilities"); }),
-              "probabilities: qudit index 0 out of range [0, 0)");
+TEST_P(StateTest, clone_copies_entries_in_order_including_zeros_and_stands_alone) {
+    const auto s = build({2}, {{{1}, 1e10}, {{0}, std::numeric_limits<double>::denorm_min()}});
+    const auto before = s->clone();
+    s->normalize();  // 1e-10 times the smallest subnormal is an exact zero
+    const auto after = s->clone();
+    EXPECT_TRUE(typeid(*after) == typeid(*s) && terms_of(*after) == terms_of(*s) && terms_of(*after)[1] == (Term{{0}, 0.0}));
+    EXPECT_EQ(terms_of(*before)[0].amplitude, 1e10);
 }
 
 TEST(State, size_check_allows_exactly_the_limit) {
     std::vector<DynamicBasisEntry> list;
-    for (std::uint64_t k = 0; k <= MAX_STATE_SIZE; ++k) {
-        DynamicDitArray dits;
-        for (std::uint64_t i = 0, rest = k; i < 12; ++i, rest /= 3) dits.dits.push_back({rest % 3, 3});
-        list.push_back({std::move(dits), 1.0});
-    }
-    const State<DitArray<3, 12>> over(3, 12, list);
-    ASSERT_EQ(over.state_size(), 100001u);
-    EXPECT_EQ(message_of<StateSizeExceeded>([&] { over.check_state_size(); }),
+    for (std::uint64_t k = 0; k <= MAX_STATE_SIZE; ++k) list.push_back({DynamicDitArray({{k, k + 1}}), 1.0});
+    EXPECT_EQ(message_of<StateSizeExceeded>([&] { State<DynamicDitArray>(3, 1, list).check_state_size(); }),
               "State has 100001 basis states, exceeding limit of 100000");
-    list.pop_back();
-    EXPECT_NO_THROW((State<DitArray<3, 12>>(3, 12, list).check_state_size()));
+    EXPECT_NO_THROW(State<DynamicDitArray>(3, 1, {list.begin(), list.end() - 1}).check_state_size());
 }
 
-}  // namespace
 }  // namespace vortan::qudit
