@@ -47,4 +47,21 @@ TEST_P(Factorization, the_factor_takes_its_phase_from_the_heaviest_value_and_tie
     EXPECT_TRUE(factor({}, 0).empty() && factor({{{0, 0}, 1e-170}, {{1, 0}, 1e-170}}, 0).empty());
 }
 
+TEST_P(Factorization, large_branches_sorted_by_key_before_comparison) {
+    // 512-entry branches, entered in a scrambled order so the branch walk
+    // relies on its sort; one amplitude nudged breaks proportionality.
+    std::vector<std::uint64_t> dims(10, 2);
+    Terms terms;
+    for (std::uint64_t k = 0; k < 1024; ++k) {
+        const std::uint64_t n = (k * 389) % 1024, rest = n >> 1;
+        std::vector<std::uint64_t> values{n & 1};
+        for (int q = 0; q < 9; ++q) values.push_back((rest >> q) & 1);
+        terms.push_back({values, std::polar(1.0 + rest % 7, 0.1 * rest) * ((n & 1) ? std::complex<double>(0.8, 0.3) : 1.0)});
+    }
+    EXPECT_TRUE(build(dims, terms)->is_factorizable(0));
+    EXPECT_FALSE(build(dims, terms)->is_factorizable(1));
+    terms[700].amplitude *= 1.001;
+    EXPECT_FALSE(build(dims, terms)->is_factorizable(0));
+}
+
 }  // namespace vortan::qudit
