@@ -4,7 +4,7 @@
 
 #include "api/handles.h"
 #include "property/entangle.h"
-#include "qudit/measurement/test_states.h"
+#include "qudit/state_forms.h"
 
 namespace vortan::testing {
 

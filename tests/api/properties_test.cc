@@ -43,12 +43,8 @@ TEST(PropertyHandle, only_create_reports_checking_the_out_pointer_then_the_range
 
 // A null element is refused with its own text on every path; see the projection's refusals.
 TEST(CollectPredicates, refuses_a_null_array_with_a_count) {
-    try {
-        api::collect_predicates(nullptr, 2);
-        ADD_FAILURE() << "no exception";
-    } catch (const std::invalid_argument& e) {
-        EXPECT_STREQ(e.what(), "predicates array cannot be null when predicate_count > 0");
-    }
+    EXPECT_EQ(qudit::testing::message_of<std::invalid_argument>([] { api::collect_predicates(nullptr, 2); }),
+              "predicates array cannot be null when predicate_count > 0");
 }
 
 TEST(Calculators, multiply_the_dimensions_the_properties_have_in_their_groups) {

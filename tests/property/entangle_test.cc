@@ -10,18 +10,18 @@ using Props = std::vector<QuantumProperty*>;
 using Group = std::list<QuantumProperty*>;
 
 // A property whose group holds `count` distinct basis states of six qutrits.
-static std::unique_ptr<QuantumProperty> group_of(std::uint64_t count) {
-    std::vector<Term> terms;
-    for (std::uint64_t k = 0; k < count; ++k) terms.push_back({{k % 3, k / 3 % 3, k / 9 % 3, k / 27 % 3, k / 81 % 3, k / 243}, 1.0});
+static std::unique_ptr<QuantumProperty> group_of(int count) {
+    Terms terms;
+    for (int k = 0; k < count; ++k) terms.push_back({{k % 3, k / 3 % 3, k / 9 % 3, k / 27 % 3, k / 81 % 3, k / 243}, 1.0});
     auto property = std::make_unique<QuantumProperty>(3);
-    property->shared->state = build_state(Form::packed, {3, 3, 3, 3, 3, 3}, terms);
+    property->shared->state = state_of({3, 3, 3, 3, 3, 3}, terms);
     return property;
 }
 
 TEST(Entangle, appends_the_second_group_behind_the_first_and_multiplies_amplitudes) {
     QuantumProperty a(2), b(3);
-    a.shared->state = build_state(Form::packed, {2}, {{{0}, .6}, {{1}, .8}});
-    b.shared->state = build_state(Form::packed, {3}, {{{2}, {0, 1}}, {{0}, .5}});
+    a.shared->state = state_of({2}, {{{0}, .6}, {{1}, .8}});
+    b.shared->state = state_of({3}, {{{2}, {0, 1}}, {{0}, .5}});
     entangle(a, b);
     const qudit::IState& s = *b.shared->state;
     EXPECT_TRUE(a.shared == b.shared && a.shared->properties == (Group{&a, &b}) && b.qudit_index == 1);

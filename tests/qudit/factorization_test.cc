@@ -12,7 +12,7 @@ class Factorization : public BothForms {};
 VORTAN_BOTH_FORMS(Factorization);
 
 TEST_P(Factorization, verdicts_at_the_edges_of_each_tolerance) {
-    const struct { const char* what; std::vector<std::uint64_t> dims; Terms terms; bool factorizable; } verdicts[] = {
+    const struct { const char* what; std::vector<int> dims; Terms terms; bool factorizable; } verdicts[] = {
         {"all zero", {2, 2}, {}, true},
         {"weights underflow to 0", {2, 2}, {{{0, 0}, 1e-170}, {{0, 1}, 1e-170}, {{1, 0}, 1e-170}}, true},
         {"Bell pair", {2, 2}, {{{0, 0}, r2}, {{1, 1}, r2}}, false},
@@ -50,11 +50,11 @@ TEST_P(Factorization, the_factor_takes_its_phase_from_the_heaviest_value_and_tie
 TEST_P(Factorization, large_branches_sorted_by_key_before_comparison) {
     // 512-entry branches, entered in a scrambled order so the branch walk
     // relies on its sort; one amplitude nudged breaks proportionality.
-    std::vector<std::uint64_t> dims(10, 2);
+    std::vector<int> dims(10, 2);
     Terms terms;
-    for (std::uint64_t k = 0; k < 1024; ++k) {
-        const std::uint64_t n = (k * 389) % 1024, rest = n >> 1;
-        std::vector<std::uint64_t> values{n & 1};
+    for (int k = 0; k < 1024; ++k) {
+        const int n = (k * 389) % 1024, rest = n >> 1;
+        std::vector<int> values{n & 1};
         for (int q = 0; q < 9; ++q) values.push_back((rest >> q) & 1);
         terms.push_back({values, std::polar(1.0 + rest % 7, 0.1 * rest) * ((n & 1) ? std::complex<double>(0.8, 0.3) : 1.0)});
     }

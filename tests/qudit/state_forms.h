@@ -1,27 +1,30 @@
 #pragma once
 // Test states written as plain values, built in the packed form the factory
 // picks or as the dynamic form constructed directly, so one body covers both;
-// and the text of what a call throws.
+// their entries read back; and the text of what a call throws.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <string>
 
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit::testing {
 
-/// The text of the E that f throws, or "nothing thrown".
-template <class E, class F>
+using Complex = std::complex<double>;
+
+/// The text of the E that f throws, or "no exception".
+template <class E = std::exception, class F>
 std::string message_of(F&& f) {
     try { f(); } catch (const E& e) { return e.what(); }
-    return "nothing thrown";
+    return "no exception";
 }
 
 /// A basis state as its dit values, qudit 0 first, with its amplitude.
 struct Term {
-    std::vector<std::uint64_t> values;
-    std::complex<double> amplitude;
+    std::vector<int> values;
+    Complex amplitude;
     friend bool operator==(const Term&, const Term&) = default;
     friend void PrintTo(const Term& t, std::ostream* os) { for (auto v : t.values) *os << v; *os << ":" << t.amplitude; }
 };
@@ -30,36 +33,43 @@ using Terms = std::vector<Term>;
 enum class Form { packed, dynamic };
 
 /// Qudit i of dimension dims[i]; entries in the order of the terms.
-inline std::unique_ptr<IState> build_state(Form form, const std::vector<std::uint64_t>& dims, const std::vector<Term>& terms) {
+inline std::unique_ptr<IState> state_of(const std::vector<int>& dims, const Terms& terms, Form form = Form::packed) {
     std::vector<DynamicBasisEntry> list;
     for (const Term& term : terms) {
         list.push_back({{}, term.amplitude});
-        for (std::size_t q = 0; q < dims.size(); ++q) list.back().dits.dits.push_back({term.values.at(q), dims[q]});
+        for (std::size_t q = 0; q < dims.size(); ++q) list.back().dits.dits.push_back({std::uint64_t(term.values.at(q)), std::uint64_t(dims[q])});
     }
-    const std::uint64_t d = *std::max_element(dims.begin(), dims.end());
+    const std::uint64_t d = std::max(2, *std::max_element(dims.begin(), dims.end()));
     if (form == Form::dynamic) return std::make_unique<State<DynamicDitArray>>(d, dims.size(), list);
     return make_state(d, dims.size(), list);
 }
 
 /// A suite whose body runs on both forms.
 struct BothForms : ::testing::TestWithParam<Form> {
-    auto build(const std::vector<std::uint64_t>& dims, const std::vector<Term>& terms) const { return build_state(GetParam(), dims, terms); }
+    auto build(const std::vector<int>& dims, const Terms& terms) const { return state_of(dims, terms, GetParam()); }
 };
 
-inline std::vector<Term> terms_of(const IState& state) {
-    std::vector<Term> terms;
+/// The entries in storage order.
+inline Terms terms_of(const IState& state) {
+    Terms terms;
     for (const DynamicBasisEntry& entry : state.basis_entries()) {
         terms.push_back({{}, entry.amplitude});
-        for (const Dit& dit : entry.dits.dits) terms.back().values.push_back(dit.value);
+        for (const Dit& dit : entry.dits.dits) terms.back().values.push_back(static_cast<int>(dit.value));
     }
     return terms;
 }
 
-/// Same values in the same order, amplitudes within 1e-15.
-inline void expect_near(const std::vector<Term>& actual, const std::vector<Term>& expected) {
+inline std::vector<std::vector<int>> digits_of(const IState& state) {
+    std::vector<std::vector<int>> out;
+    for (const Term& term : terms_of(state)) out.push_back(term.values);
+    return out;
+}
+
+/// Same values in the same order, amplitudes within `tolerance`.
+inline void expect_near(const Terms& actual, const Terms& expected, double tolerance = 1e-15) {
     ASSERT_EQ(actual.size(), expected.size());
     for (std::size_t k = 0; k < expected.size(); ++k)
-        EXPECT_TRUE(actual[k].values == expected[k].values && std::abs(actual[k].amplitude - expected[k].amplitude) <= 1e-15)
+        EXPECT_TRUE(actual[k].values == expected[k].values && std::abs(actual[k].amplitude - expected[k].amplitude) <= tolerance)
             << "entry " << k << " is " << ::testing::PrintToString(actual[k]);
 }
 

@@ -11,8 +11,7 @@
 namespace vortan::qudit {
 namespace {
 
-using testing::Term, std::numbers::pi;
-using Terms = std::vector<Term>;
+using testing::Terms, std::numbers::pi;
 const std::complex<double> i1{0, 1}, a{0.6, 0.8};
 const double c8 = std::cos(pi / 4), s8 = std::sin(pi / 4);
 
@@ -53,7 +52,7 @@ TEST_P(BasisRotation, moves_stores_removes_and_appends) {
 }
 
 TEST(BasisRotationKeys, a_packed_key_refuses_what_a_dit_cannot_hold_and_changes_nothing) {
-    const auto state = testing::build_state(testing::Form::packed, {2, 2}, {{{0, 1}, a}});
+    const auto state = testing::state_of({2, 2}, {{{0, 1}, a}});
     for (std::int32_t bad : {2, -1}) EXPECT_THROW(state->basis_rotation({0, 1}, {bad, 1}, pi / 2), std::out_of_range);
     EXPECT_EQ(testing::terms_of(*state), (Terms{{{0, 1}, a}}));
 }

@@ -9,11 +9,11 @@
 namespace vortan::qudit {
 namespace {
 
-using testing::Term, testing::Form, testing::build_state, testing::terms_of, testing::expect_near;
+using testing::Term, testing::Terms, testing::state_of, testing::terms_of, testing::expect_near;
 const std::complex<double> i1{0, 1}, a{0.6, 0.8};
 
 TEST(ISwap, whole_odd_fractions_are_exact_and_others_merge_their_partners) {
-    auto s = build_state(Form::packed, {2, 2}, {{{0, 1}, 1.0}, {{1, 1}, 0.5}});
+    auto s = state_of({2, 2}, {{{0, 1}, 1.0}, {{1, 1}, 0.5}});
     s->i_swap(0, 1, 1.0, {});
     EXPECT_EQ(terms_of(*s), (std::vector<Term>{{{1, 0}, i1}, {{1, 1}, 0.5}}));  // exactly: no residue, equal values untouched
     s->i_swap(0, 1, 3.0, {});  // -i
@@ -25,21 +25,18 @@ TEST(ISwap, whole_odd_fractions_are_exact_and_others_merge_their_partners) {
 }
 
 TEST(FractionalHadamard, half_twice_is_the_whole_gate_minus_one_its_inverse_and_two_the_reflection) {
-    for (std::uint64_t d : {2u, 3u})
-        for (std::uint64_t j = 0; j < d; ++j) {
+    for (int d : {2, 3})
+        for (int j = 0; j < d; ++j) {
             const auto terms = [&](const std::function<void(IState&)>& gates) {
-                auto s = build_state(Form::packed, {d}, {{{j}, a}});
+                auto s = state_of({d}, {{{j}, a}});
                 gates(*s);
                 auto t = terms_of(*s);  // sorted by value, as the roads may order them differently
                 std::sort(t.begin(), t.end(), [](const Term& x, const Term& y) { return x.values < y.values; });
                 return t;
             };
             const auto power = [&](double f, int times = 1) { return terms([&](IState& s) { while (times--) s.fractional_hadamard({0}, f, {}); }); };
-            const auto close = [&](const std::vector<Term>& got, const std::vector<Term>& want) {
-                ASSERT_EQ(got.size(), want.size()) << d << j;  // zero terms are merged away
-                for (std::size_t k = 0; k < got.size(); ++k)
-                    EXPECT_TRUE(got[k].values == want[k].values && std::abs(got[k].amplitude - want[k].amplitude) < 1e-12) << d << j << k;
-            };
+            // Zero terms are merged away, so the lists match in length too.
+            const auto close = [&](const Terms& got, const Terms& want) { SCOPED_TRACE(d * 10 + j); expect_near(got, want, 1e-12); };
             close(power(0.5, 2), terms([](IState& s) { s.hadamard({0}, {}); }));
             close(power(-1.0), terms([](IState& s) { s.inverse_hadamard({0}, {}); }));
             close(power(0.0), {{{j}, a}});

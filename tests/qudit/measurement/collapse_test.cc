@@ -1,7 +1,7 @@
 // Measurement with collapse: sampled frequencies, the order of survivors,
 // renormalisation at float precision, and forced outcomes with their refusals.
 
-#include "qudit/measurement/test_states.h"
+#include "qudit/state_forms.h"
 
 using namespace vortan::qudit;
 using namespace vortan::qudit::testing;
@@ -29,14 +29,14 @@ TEST(ForcedMeasure, collapses_in_a_fixed_order_and_refuses_in_order) {
     float sum = static_cast<float>(0.1 * 0.1);
     sum = static_cast<float>(static_cast<float>(sum + 0.4 * 0.4) + (0.3 * 0.3 + 0.4 * 0.4));
     const double f = 1.0f / std::sqrt(sum);
-    EXPECT_EQ(entries_of(*state), (Terms{{{0, 0}, a * f}, {{0, 2}, e * f}, {{0, 1}, c * f}}));
+    EXPECT_EQ(terms_of(*state), (Terms{{{0, 0}, a * f}, {{0, 2}, e * f}, {{0, 1}, c * f}}));
 
     const std::string index = "Qudit index out of range for forced measurement",
                       range = "Forced measurement outcome value is out of range for the qudit dimension",
                       absent = "Forced measurement outcome is inconsistent with the current state amplitudes";
-    EXPECT_EQ(failure_of([] { make_state(2, 1, {})->forced_measure({0, 0}, {0}); }),
+    EXPECT_EQ(message_of([] { make_state(2, 1, {})->forced_measure({0, 0}, {0}); }),
               "Forced measurement requires the same number of qudit indices and outcome values");
-    EXPECT_EQ(failure_of([] { make_state(2, 1, {})->forced_measure({5}, {0}); }),
+    EXPECT_EQ(message_of([] { make_state(2, 1, {})->forced_measure({5}, {0}); }),
               "Cannot measure an empty quantum state");
     // The value limit is the named qudit's own; position by position, index then value.
     const std::tuple<std::vector<std::int32_t>, std::vector<std::int32_t>, std::string> rows[] = {
@@ -44,15 +44,15 @@ TEST(ForcedMeasure, collapses_in_a_fixed_order_and_refuses_in_order) {
         {{1}, {2}, absent}, {{0, 5}, {3, 0}, range}, {{1, 1}, {0, 1}, absent}};
     state = state_of({2, 3}, {{{0, 0}, 0.6}, {{1, 1}, Complex(0, 0.8)}});
     for (const auto& [qudits, values, text] : rows)
-        EXPECT_EQ(failure_of([&, &q = qudits, &v = values] { state->forced_measure(q, v); }), text)
+        EXPECT_EQ(message_of([&, &q = qudits, &v = values] { state->forced_measure(q, v); }), text)
             << ::testing::PrintToString(qudits);
-    EXPECT_EQ(entries_of(*state), (Terms{{{0, 0}, 0.6}, {{1, 1}, Complex(0, 0.8)}})) << "refusals leave the state";
+    EXPECT_EQ(terms_of(*state), (Terms{{{0, 0}, 0.6}, {{1, 1}, Complex(0, 0.8)}})) << "refusals leave the state";
     // Two survivors of 2^-24 sum to exactly float epsilon: refused after the
     // others are gone. Three pass.
     const double tiny = 0x1p-12;
     state = state_of({2, 3}, {{{0, 0}, tiny}, {{1, 0}, 1.0}, {{0, 1}, tiny}});
-    EXPECT_EQ(failure_of([&] { state->forced_measure({0}, {0}); }), "State collapsed to zero amplitude");
-    EXPECT_EQ(entries_of(*state), (Terms{{{0, 0}, tiny}, {{0, 1}, tiny}}));
+    EXPECT_EQ(message_of([&] { state->forced_measure({0}, {0}); }), "State collapsed to zero amplitude");
+    EXPECT_EQ(terms_of(*state), (Terms{{{0, 0}, tiny}, {{0, 1}, tiny}}));
     state = state_of({2, 3}, {{{0, 0}, tiny}, {{1, 0}, 1.0}, {{0, 1}, tiny}, {{0, 2}, tiny}});
     EXPECT_EQ(state->forced_measure({0}, {0}), std::vector<std::int32_t>{0});
 }

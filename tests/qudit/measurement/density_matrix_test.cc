@@ -1,7 +1,7 @@
 // Reduced density matrices agree bit for bit with the plain pair loop over
 // random states of both forms.
 
-#include "qudit/measurement/test_states.h"
+#include "qudit/state_forms.h"
 
 using namespace vortan::qudit;
 using namespace vortan::qudit::testing;
@@ -10,7 +10,7 @@ using namespace vortan::qudit::testing;
 // one the ket, each product added to the element a linear search finds.
 static std::vector<DensityElement> naive_density(const IState& state, const std::vector<int>& kept) {
     std::vector<DensityElement> result;
-    const Terms entries = entries_of(state);
+    const Terms entries = terms_of(state);
     for (const auto& [ket, a] : entries)
         for (const auto& [bra, b] : entries) {
             DensityElement d{{}, {}, a * std::conj(b)};
@@ -39,11 +39,11 @@ TEST(DensityMatrix, agrees_bit_for_bit_with_the_plain_pair_loop) {
         Terms terms;
         for (int k = 1 + static_cast<int>(rng() % 200); k > 0; --k) {
             for (int q = 0; q < n; ++q) digits[q] = static_cast<int>(rng() % std::min(dims[q], spread));
-            if (std::none_of(terms.begin(), terms.end(), [&](const auto& t) { return t.first == digits; }))
+            if (std::none_of(terms.begin(), terms.end(), [&](const auto& t) { return t.values == digits; }))
                 terms.push_back({digits, {gauss(rng), gauss(rng)}});
         }
-        for (bool dynamic : {false, true}) {
-            const auto state = state_of(dims, terms, dynamic);
+        for (Form form : {Form::packed, Form::dynamic}) {
+            const auto state = state_of(dims, terms, form);
             const auto got = state->reduced_density_matrix(qudits), want = naive_density(*state, qudits);
             EXPECT_TRUE(std::equal(got.begin(), got.end(), want.begin(), want.end(), same)) << "round " << round;
         }
