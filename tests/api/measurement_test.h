@@ -25,14 +25,6 @@ inline void give_state(const std::vector<const Handle*>& handles, const std::vec
     list[0]->shared->state = qudit::testing::state_of(dims, terms);
 }
 
-inline void expect_report(vortan_result got, const vortan_error_info& info, vortan_result code, const char* text,
-                          const char* function) {
-    EXPECT_EQ(got, code);
-    EXPECT_EQ(info.code, code);
-    EXPECT_STREQ(info.message, text);
-    EXPECT_STREQ(info.function, function);
-}
-
 }  // namespace vortan::testing
 
 /// Calls an export with an error record and expects a failure with this code

@@ -28,7 +28,6 @@ TEST(Projection, refuses_bad_arguments_in_order_a_full_group_and_an_emptied_stat
     vortan_predicate_create(handles[0].p, 0, true, &preds[0]);
     vortan_predicate_create(handles[1].p, 0, true, &preds[2]);
     int32_t result = 7;
-    vortan_error_info info{};
     const struct { vortan_predicate** list; size_t count; int32_t* out; int32_t code; const char* text; } rows[] = {
         {nullptr, 0, nullptr, 1, "predicates cannot be NULL"},
         {preds, 0, nullptr, 2, "predicate_count must be > 0"},
@@ -37,9 +36,7 @@ TEST(Projection, refuses_bad_arguments_in_order_a_full_group_and_an_emptied_stat
         {preds, 1, &result, 900, "Cannot project an empty quantum state"},
         {preds + 2, 1, &result, 5,
          "num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled"}};
-    for (const auto& r : rows)
-        expect_report(vortan_stochastic_projection_modern(r.list, r.count, r.out, &info), info, r.code, r.text,
-                      "vortan_stochastic_projection_modern");
+    for (const auto& r : rows) EXPECT_REPORT(r.code, r.text, vortan_stochastic_projection_modern, r.list, r.count, r.out);
     EXPECT_EQ(result, 7);
     for (auto& pred : preds) vortan_predicate_destroy(&pred);
 }

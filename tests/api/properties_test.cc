@@ -19,9 +19,7 @@ TEST(PropertyHandle, only_create_reports_checking_the_out_pointer_then_the_range
     auto* const sentinel = reinterpret_cast<vortan_quantum_property*>(0x10);
     for (const auto& row : rows) {
         vortan_quantum_property* p = sentinel;
-        vortan_error_info info{};
-        expect_report(vortan_quantum_property_create(row.dimension, row.out ? &p : nullptr, &info), info, row.code,
-                      row.text, "vortan_quantum_property_create");
+        EXPECT_REPORT(row.code, row.text, vortan_quantum_property_create, row.dimension, row.out ? &p : nullptr);
         // Only the factory's refusal finds the out variable already cleared.
         EXPECT_EQ(p, row.dimension == 1 ? nullptr : sentinel) << row.dimension;
     }
