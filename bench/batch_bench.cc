@@ -270,19 +270,11 @@ void BM_batch(benchmark::State& st, bool large) {
     report(st, *w);
 }
 
-void BM_single_calls(benchmark::State& st, bool large) {
+/// The same operations as separate calls: through the exports, or straight to the engine.
+void BM_calls(benchmark::State& st, bool large, void (Workload::*run)() const) {
     const auto w = make(large);
     for (auto _ : st) {
-        w->run_single();
-        benchmark::ClobberMemory();
-    }
-    report(st, *w);
-}
-
-void BM_direct(benchmark::State& st, bool large) {
-    const auto w = make(large);
-    for (auto _ : st) {
-        w->run_direct();
+        ((*w).*run)();
         benchmark::ClobberMemory();
     }
     report(st, *w);
@@ -290,10 +282,10 @@ void BM_direct(benchmark::State& st, bool large) {
 
 // The three forms of one group run next to each other.
 BENCHMARK_CAPTURE(BM_batch, small, false)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(BM_single_calls, small, false)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(BM_direct, small, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_calls, single_small, false, &Workload::run_single)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_calls, direct_small, false, &Workload::run_direct)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_batch, large, true)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_single_calls, large, true)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_direct, large, true)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_calls, single_large, true, &Workload::run_single)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_calls, direct_large, true, &Workload::run_direct)->Unit(benchmark::kMillisecond);
 
 }  // namespace
