@@ -26,7 +26,6 @@ constexpr double MIN_FACTOR_NORM2 = 1e-20;
 constexpr double MIN_FACTOR_MAGNITUDE = 1e-15;
 
 double magnitude(std::complex<double> z) { return std::hypot(z.real(), z.imag()); }
-double weight_of(std::complex<double> z) { return z.real() * z.real() + z.imag() * z.imag(); }
 
 /// The entries in which the qudit has one value: positions in state order,
 /// and the sum of their squared magnitudes, in that order.
@@ -52,7 +51,7 @@ std::vector<Bucket> make_buckets(const std::vector<BasisEntry<T>>& entries, std:
             if (value >= d) continue;
             Bucket& bucket = bucket_of(value);
             bucket.positions.push_back(static_cast<std::uint32_t>(p));
-            bucket.weight += weight_of(entries[p].amplitude);
+            bucket.weight += squared_magnitude(entries[p].amplitude);
         }
     };
     std::vector<Bucket> buckets;
@@ -250,7 +249,7 @@ std::vector<DynamicBasisEntry> State<T>::extract_factor(std::int32_t qudit) cons
     }
 
     double norm2 = 0.0;
-    for (const std::complex<double>& c : coefficients) norm2 += weight_of(c);
+    for (const std::complex<double>& c : coefficients) norm2 += squared_magnitude(c);
     if (norm2 > MIN_FACTOR_NORM2) {
         const double scale = 1.0 / std::sqrt(norm2);
         for (std::complex<double>& c : coefficients) c *= scale;

@@ -24,6 +24,10 @@ struct BasisEntry {
 /// The exchange form in which entries cross between state types.
 using DynamicBasisEntry = BasisEntry<DynamicDitArray>;
 
+/// |a|^2 as two products and one sum, real part first. Weights and norms are
+/// all summed from this, never from a modulus, which rounds differently.
+inline double squared_magnitude(std::complex<double> a) { return a.real() * a.real() + a.imag() * a.imag(); }
+
 /// A group of qudits as a sparse list of basis entries. The virtual operations
 /// stand in a fixed order; qudits are numbered from 0.
 class IState {

@@ -176,7 +176,7 @@ template <class T>
 void State<T>::normalize() {
     if (entries_.empty()) return;
     double norm2 = 0.0;
-    for (const Entry& e : entries_) norm2 += e.amplitude.real() * e.amplitude.real() + e.amplitude.imag() * e.amplitude.imag();
+    for (const Entry& e : entries_) norm2 += squared_magnitude(e.amplitude);
     // Negligible (or NaN) norms are left alone rather than divided by.
     if (!(norm2 > 1e-20)) return;
     // Already normalised to this accuracy: repeated calls must not drift.

@@ -69,7 +69,7 @@ void State<T>::collapse_to_outcome(const std::vector<std::int32_t>& qudits, cons
     // The norm is taken at float precision, rounded at every step.
     float norm2 = 0.0f;
     for (const Entry& entry : entries_) {
-        const double p = entry.amplitude.real() * entry.amplitude.real() + entry.amplitude.imag() * entry.amplitude.imag();
+        const double p = squared_magnitude(entry.amplitude);
         norm2 = static_cast<float>(static_cast<double>(norm2) + p);
     }
     if (!(norm2 > std::numeric_limits<float>::epsilon())) throw std::runtime_error("State collapsed to zero amplitude");

@@ -15,12 +15,6 @@ struct OutcomeKeyHash {
     }
 };
 
-// Squared magnitude as two products and one sum, real part first; never a
-// modulus, which would round differently.
-inline double squared_magnitude(const std::complex<double>& a) {
-    return a.real() * a.real() + a.imag() * a.imag();
-}
-
 // A dit read of the dynamic form, checked against that entry's own length.
 std::int32_t checked_value(const DynamicDitArray& dits, std::int32_t qudit) {
     if (qudit < 0 || static_cast<std::uint64_t>(qudit) >= dits.size())
