@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <source_location>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -54,11 +55,12 @@ void set_message(vortan_batch_result& result, const char* text) { copy_message(r
 
 /// Fills the result record and reports the same failure.
 vortan_result fail_batch(vortan_batch_result& result, vortan_error_info* error_info, vortan_result code,
-                         const char* text, std::uint64_t executed, Site site) {
+                         const char* text, std::uint64_t executed, Site site,
+                         std::source_location check = std::source_location::current()) {
     result.ops_executed = executed;
     result.error_code = code;
     set_message(result, text);
-    return fail(error_info, code, text, site);
+    return fail(error_info, code, text, site, check);
 }
 
 /// The first fault of any record, as its text, or an empty string.

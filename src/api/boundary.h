@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <source_location>
 #include <type_traits>
 
 #include "vortan.h"
@@ -21,16 +22,18 @@ void copy_message(char (&field)[256], const char* text) noexcept;
 vortan_result report_error(vortan_error_info* info, vortan_result code, const char* text, const char* function,
                            std::uint32_t line) noexcept;
 
-/// The exported function and source line a report names.
+/// The exported function a report names, and the line of its guarded region.
 struct Site {
     const char* function;
     std::uint32_t line;
 };
 #define VORTAN_SITE (::vortan::api::Site{__func__, static_cast<std::uint32_t>(__LINE__)})
 
-/// Reports a failed argument check from `site`.
-inline vortan_result fail(vortan_error_info* info, vortan_result code, const char* text, Site site) noexcept {
-    return report_error(info, code, text, site.function, site.line);
+/// Reports a failed argument check on behalf of `site`'s function. The line is
+/// the check's own, so that each check a host meets is told apart.
+inline vortan_result fail(vortan_error_info* info, vortan_result code, const char* text, Site site,
+                          std::source_location check = std::source_location::current()) noexcept {
+    return report_error(info, code, text, site.function, check.line());
 }
 
 /// A clause of a guarded region: catch E (and what derives from it) as `Code`,

@@ -42,7 +42,9 @@ TEST(GateEntry, checks_come_in_order_with_their_codes_and_texts_and_only_exactly
     for (const auto& [gate, name] : gates) {
         EXPECT_EQ(RESULT(gate(nullptr, nan, nullptr, 3, &info)), "1 property cannot be NULL") << name;
         EXPECT_STREQ(info.function, name);
+        const uint32_t null_check = info.line;
         for (double bad : {nan, inf, -inf}) EXPECT_EQ(RESULT(gate(q, bad, nullptr, 3, &info)), "2 fraction must be finite") << name;
+        EXPECT_TRUE(info.line != null_check && null_check != 0) << "each check names its own line";
         EXPECT_EQ(RESULT(gate(q, 0.5, nullptr, 1, &info)), "1 predicates cannot be NULL when predicate_count > 0") << name;
         EXPECT_EQ(gate(q, 1.0, nullptr, 0, &info), VORTAN_SUCCESS) << name;
     }
