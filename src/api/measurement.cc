@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <stdexcept>
 
 #include "api/handles.h"
@@ -47,11 +48,14 @@ std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<std:
     std::vector<std::vector<std::int32_t>> combinations;
     if (dimensions.empty()) return combinations;
     // Reserved in one piece, so that a count beyond memory fails at once
-    // rather than after filling what fits.
+    // rather than after filling what fits; a count no vector can hold is the
+    // same exhaustion, not a length error.
     std::uint64_t count = 1;
     for (const std::uint64_t d : dimensions)
-        count = d != 0 && count > std::numeric_limits<std::uint64_t>::max() / d ? std::numeric_limits<std::uint64_t>::max()
-                                                                                : count * d;
+        count = d != 0 && count > std::numeric_limits<std::uint64_t>::max() / d
+                    ? std::numeric_limits<std::uint64_t>::max()
+                    : count * d;
+    if (count > combinations.max_size()) throw std::bad_alloc();
     combinations.reserve(count);
     // A mixed-radix counter, the first property the least significant digit.
     std::vector<std::int32_t> counters(dimensions.size(), 0);
