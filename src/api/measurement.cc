@@ -119,7 +119,8 @@ VORTAN_API vortan_result vortan_measure_properties(vortan_quantum_property* cons
     if (buffer_size < property_count)
         return fail(error_info, VORTAN_ERROR_BUFFER_TOO_SMALL, "buffer_size must be >= property_count", VORTAN_SITE);
     return guarded_on_properties<MeasureClauses>(
-        error_info, VORTAN_SITE, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
+        error_info, VORTAN_SITE, properties, property_count,
+        [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         qudit::IState* state = tensor_state(list);
         const std::vector<std::int32_t> outcome = state->measure(qudit_indices(list));
         // An empty state gives no outcome, and nothing is written.
@@ -145,7 +146,8 @@ VORTAN_API vortan_result vortan_forced_measure_properties(vortan_quantum_propert
         return fail(error_info, VORTAN_ERROR_BUFFER_TOO_SMALL,
                     "buffer_size must be >= property_count when output_buffer is provided", VORTAN_SITE);
     return guarded_on_properties<ForcedClauses>(
-        error_info, VORTAN_SITE, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
+        error_info, VORTAN_SITE, properties, property_count,
+        [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         std::vector<std::int32_t> values(forced_values, forced_values + forced_value_count);
         qudit::IState* state = tensor_state(list);
         const std::vector<std::int32_t> outcome = state->forced_measure(qudit_indices(list), std::move(values));

@@ -21,8 +21,7 @@ void remove_qudit(SharedState& shared, QuantumProperty& property) {
         if (entry.dits.size() <= static_cast<std::uint64_t>(q)) return;
         const std::uint64_t value = entry.dits.dits[static_cast<std::size_t>(q)].value;
         if (weights.size() <= value) weights.resize(value + 1, 0.0);
-        const std::complex<double> a = entry.amplitude;
-        weights[value] += qudit::squared_magnitude(a);
+        weights[value] += qudit::squared_magnitude(entry.amplitude);
     }
     // The heaviest value; the lowest of equals wins.
     std::size_t present = 0, best = 0;
