@@ -1,4 +1,4 @@
-# Installs the header, the library with its SONAME links, a CMake package
+# Installs the headers (C and C++), the library with its SONAME links, a CMake package
 # (find_package(vortan) gives vortan::vortan) and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
@@ -9,6 +9,8 @@ install(TARGETS vortan EXPORT vortanTargets
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
   PUBLIC_HEADER DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+# The C++ layer is header-only over the same library.
+install(FILES "${PROJECT_SOURCE_DIR}/include/vortan.hpp" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(EXPORT vortanTargets NAMESPACE vortan:: DESTINATION "${vortan_cmake_dir}")
 
 configure_package_config_file(cmake/vortanConfig.cmake.in

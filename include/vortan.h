@@ -253,6 +253,37 @@ VORTAN_API vortan_result vortan_calculate_matrix_size(vortan_quantum_property *c
                                                       size_t property_count, size_t *out_dimension,
                                                       size_t *out_size);
 
+/*
+ * Conventions. d is the qudit's dimension, v its level, w = e^(2 pi i / d).
+ *
+ * - vortan_shift_operation and vortan_x_operation take |v> to |v-1 mod d>: the
+ *   textbook X on a qubit, its inverse on a qutrit. vortan_cycle_operation
+ *   takes |v> to |v+1 mod d>.
+ * - vortan_hadamard_operation takes |v> to (1/sqrt d) sum_k w^(-vk) |k>, which
+ *   on a qutrit is the inverse of the usual Fourier matrix;
+ *   vortan_inverse_hadamard_operation has w^(+vk). On a qubit both are H.
+ * - vortan_fractional_hadamard_operation with power f applies
+ *   c0 I + c1 H + c2 H^2 + c3 H^3, H the matrix above, where
+ *       c_n(f) = (1 + e^(i pi (f-n)) + 2 cos(pi (f-n) / 2)) / 4:
+ *       c0 = (1 + e^(i pi f) + 2 cos(pi f / 2)) / 4
+ *       c1 = (1 - e^(i pi f) + 2 sin(pi f / 2)) / 4
+ *       c2 = (1 + e^(i pi f) - 2 cos(pi f / 2)) / 4
+ *       c3 = (1 - e^(i pi f) - 2 sin(pi f / 2)) / 4
+ *   Each eigenvalue e^(i t) of H, t in {0, -pi/2, pi, +pi/2}, becomes
+ *   e^(i t f): f = 1 is H, -1 its inverse, 0 and 4 the identity.
+ * - Outcome combinations, in probabilities and in the rows and columns of a
+ *   reduced density matrix, count with properties[0] as the fastest digit:
+ *   for properties (a, b), combination v_a + d_a * v_b. The density matrix is
+ *   row-major, the row being the ket.
+ * - Probabilities and density elements are single precision (float), rounded
+ *   from the double amplitudes of the state.
+ * - The library's only output: vortan_quantum_property_factorize_and_destroy
+ *   on an entangled property writes to the standard error stream
+ *   "[Vortan] Warning: destroying entangled property (qudit %d in %zu-qudit
+ *   shared state). Measurement will collapse entangled partners." on one line.
+ *   Measuring the property first disentangles it and avoids the warning.
+ */
+
 /* ------------------------------------------------------------------------ */
 /* Gates                                                                     */
 /*                                                                           */
