@@ -69,13 +69,6 @@ class TestLifetimes:
         c.remove()
         assert c.closed and a.group_size == 2
 
-    def test_sizes(self):
-        a, b = vortan.Qudit(3), vortan.Qudit(2)
-        a.hadamard()
-        b.cycle(a != 0)
-        assert (a.dimension, b.dimension) == (3, 2)
-        assert (a.group_size, a.state_size) == (2, 3)
-
 
 class TestConditions:
     def test_equal_and_not_equal_make_conditions(self):
@@ -219,12 +212,6 @@ class TestReadouts:
             np.testing.assert_allclose(p, [0, 0.5, 0.5], atol=1e-6)
         else:
             np.testing.assert_allclose(p, [1, 0, 0], atol=1e-6)
-
-
-def test_library_facts():
-    assert vortan.library_version() == (1, 4, 0)
-    assert (vortan.MAX_DIMENSION, vortan.MAX_QUDITS, vortan.MAX_STATE_SIZE) == (3, 12, 100000)
-    assert vortan.error_string(0) == "Success"
 
 
 def test_vortan_library_names_the_file_to_load(tmp_path):

@@ -251,6 +251,9 @@ def shots(circuit: Circuit, count: int, *, measured: Optional[Iterable[WireLike]
     or process pool, or a cluster's executor) the shots are split into
     ``chunks`` parts (default: up to 16) submitted to it; each worker process
     loads the library and makes its own qudits. Without one they run here.
+    A parameter sweep submits one circuit per value through the same executor::
+
+        counts = {f: shots(rotated(f), 1000, executor=pool) for f in (0.25, 0.5)}
     """
     if not isinstance(circuit, Circuit):
         raise TypeError(f"shots runs a vortan.Circuit, not {type(circuit).__name__}")

@@ -21,9 +21,8 @@ from __future__ import annotations
 
 import ctypes
 import math
-from typing import Any, Iterator, Optional, Sequence, Tuple
-
 from contextlib import contextmanager
+from typing import Any, Iterator, Optional, Sequence, Tuple
 
 from . import _native
 from .qudit import Condition, Qudit
@@ -40,12 +39,14 @@ def check_finite(value: Any, what: str) -> float:
 
 
 def check_qudit(value: Any, what: str = "target") -> Qudit:
+    """``value`` if it is a :class:`Qudit`; TypeError otherwise."""
     if not isinstance(value, Qudit):
         raise TypeError(f"{what} must be a vortan.Qudit, not {type(value).__name__}")
     return value
 
 
 def check_conditions(controls: Sequence[Any]) -> Sequence[Condition]:
+    """``controls`` if all are :class:`Condition` objects; TypeError otherwise."""
     for c in controls:
         if not isinstance(c, Condition):
             raise TypeError(f"a control must be a condition such as `q == 1`, not {type(c).__name__}")

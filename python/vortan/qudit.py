@@ -133,7 +133,10 @@ class Qudit(Controllable):
 
     def __del__(self) -> None:
         if getattr(self, "_handle", None) is not None:
-            self.close()
+            try:
+                self.close()
+            except Exception:  # at interpreter exit ctypes may be gone already
+                pass
 
     def __repr__(self) -> str:
         if self._handle is None:
