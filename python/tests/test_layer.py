@@ -1,4 +1,5 @@
 """The layer's own behaviour: lifetimes, conditions, exceptions, array orders."""
+import copy
 import gc
 import math
 import pickle
@@ -59,6 +60,12 @@ class TestLifetimes:
         target = vortan.Qudit(2)
         vortan.cycle(target, condition)
         assert vortan.measure(target) == (1,)
+
+    def test_a_qudit_cannot_be_copied_or_pickled(self):
+        q = vortan.Qudit(2)
+        for duplicate in (copy.copy, copy.deepcopy, pickle.dumps, lambda q: pickle.dumps(q == 1)):
+            with pytest.raises(TypeError, match="cannot be copied"):
+                duplicate(q)
 
     def test_close_keeps_the_qudit_in_its_group_and_remove_takes_it_out(self):
         a, b, c = vortan.Qudit(2), vortan.Qudit(2), vortan.Qudit(2)

@@ -125,6 +125,11 @@ class Qudit(Controllable):
         _native.call("vortan_quantum_property_factorize_and_destroy", ctypes.byref(handle))
         self._handle = None
 
+    def __reduce__(self) -> Any:
+        # A copy would free the same handle twice, and a handle means nothing
+        # in another process.
+        raise TypeError("a qudit cannot be copied or pickled; send a vortan.Circuit to other processes")
+
     def __enter__(self) -> "Qudit":
         return self
 
