@@ -3,7 +3,7 @@ from __future__ import annotations
 
 import ctypes
 import operator
-from typing import TYPE_CHECKING, Any, Optional, Union
+from typing import TYPE_CHECKING, Any, Optional
 
 from . import _native
 
@@ -238,7 +238,5 @@ class Qudit(Controllable):
         """:func:`vortan.density_matrix` of this qudit, others traced out."""
         return readout.density_matrix(self)
 
-
-QuditOrWire = Union[Qudit, Controllable]
 
 from . import gates, readout  # noqa: E402  (they build on the classes above)
