@@ -1,0 +1,158 @@
+"""Circuits run through the batch call, and shots over them."""
+import math
+import multiprocessing
+import pickle
+from concurrent.futures import ProcessPoolExecutor, ThreadPoolExecutor
+
+import numpy as np
+import pytest
+
+import vortan
+
+
+def record_every_gate(c):
+    a, b, t = c.wires
+    c.hadamard(a).hadamard(t, fraction=0.5).cycle(b, a == 1).shift(t, b != 0, fraction=0.3)
+    c.x(a).clock(b, fraction=0.25).z(t).y(a, t == 1, fraction=0.5).y(a)
+    c.inverse_hadamard(b).inverse_hadamard(t, fraction=0.4).cycle(t, fraction=-0.7)
+    c.swap(a, 2 if c[2].dimension == 2 else a).i_swap(b, t, fraction=0.5).i_swap(b, t, a == 0)
+    c.phase_rotate(0.9, b == 1, t != 2)
+
+
+def apply_every_gate(a, b, t):
+    a.hadamard()
+    t.hadamard(fraction=0.5)
+    b.cycle(a == 1)
+    t.shift(b != 0, fraction=0.3)
+    a.x()
+    b.clock(fraction=0.25)
+    t.z()
+    a.y(t == 1, fraction=0.5)
+    a.y()
+    b.inverse_hadamard()
+    t.inverse_hadamard(fraction=0.4)
+    t.cycle(fraction=-0.7)
+    a.swap(t if t.dimension == 2 else a)
+    b.i_swap(t, fraction=0.5)
+    b.i_swap(t, a == 0)
+    vortan.phase_rotate(0.9, b == 1, t != 2)
+
+
+@pytest.mark.parametrize("dims", [(2, 2, 2), (2, 3, 3)])
+def test_a_circuit_does_what_the_same_gates_do_one_by_one(dims):
+    c = vortan.Circuit(*dims)
+    record_every_gate(c)
+    assert len(c.gates) == 16
+    ran = c.run()
+    direct = [vortan.Qudit(d) for d in dims]
+    apply_every_gate(*direct)
+    np.testing.assert_allclose(vortan.density_matrix(*ran), vortan.density_matrix(*direct), atol=1e-5)
+
+
+def test_fraction_left_out_is_the_whole_gate():
+    c = vortan.Circuit(3)
+    c.cycle(0).cycle(0)
+    q, = c.run()
+    np.testing.assert_array_equal(q.probabilities(), [0, 0, 1])
+    c = vortan.Circuit(3)
+    c.hadamard(0)
+    assert c.gates[0].fraction is None
+    q, = c.run()
+    assert q.state_size == 3
+
+
+def test_a_circuit_runs_on_given_qudits_and_leaves_them_open():
+    a, b = vortan.Qudit(2), vortan.Qudit(2)
+    c = vortan.Circuit(2, 2)
+    c.cycle(1, c[0] == 0)
+    assert c.run([a, b]) == [a, b]
+    assert not a.closed and vortan.measure(a, b) == (0, 1)
+    with pytest.raises(ValueError, match="2 qudits for a circuit of 2|dimension"):
+        c.run([a, vortan.Qudit(3)])
+    with pytest.raises(ValueError):
+        c.run([a])
+
+
+@pytest.mark.parametrize("record,exc", [
+    (lambda c: c.cycle(0, c[0] == 1), ValueError),
+    (lambda c: c.y(2), ValueError),
+    (lambda c: c.swap(0, 2), ValueError),
+    (lambda c: c.i_swap(0, 2), ValueError),
+    (lambda c: c.shift(1, fraction=math.nan), ValueError),
+    (lambda c: c.phase_rotate(math.inf, c[0] == 1), ValueError),
+    (lambda c: c.phase_rotate(1.0), ValueError),
+    (lambda c: c.cycle(3), ValueError),
+    (lambda c: c.cycle(vortan.Circuit(2)[0]), ValueError),
+    (lambda c: c.cycle(0, vortan.Qudit(2) == 1), TypeError),
+    (lambda c: c.cycle("0"), TypeError),
+    (lambda c: c.cycle(0, 1), TypeError),
+])
+def test_recording_refuses_what_python_can_see(record, exc):
+    c = vortan.Circuit(2, 2, 3)
+    with pytest.raises(exc):
+        record(c)
+    assert c.gates == ()
+
+
+def test_a_failing_run_tells_how_many_gates_completed():
+    c = vortan.Circuit(*[3] * 11)
+    for w in c.wires[:10]:
+        c.hadamard(w)
+    c.hadamard(10, *(w != 5 for w in c.wires[:10]))
+    c.cycle(0)
+    qudits = [vortan.Qudit(3) for _ in range(11)]
+    with pytest.raises(vortan.InternalError, match="exceeding limit of 100000") as info:
+        c.run(qudits)
+    assert info.value.ops_executed == 10 and info.value.function == "vortan_execute_batch"
+    # The gates before the failure stay applied.
+    np.testing.assert_allclose(qudits[0].probabilities(), [1 / 3] * 3, atol=1e-6)
+
+
+def bell():
+    c = vortan.Circuit(2, 2)
+    c.hadamard(0).cycle(1, c[0] == 1)
+    return c
+
+
+def check_bell_counts(counts, total):
+    assert sum(counts.values()) == total
+    assert set(counts) <= {(0, 0), (1, 1)}
+    # Both occur: the chance that one of them never does in 200 shots is 2^-199.
+    assert counts[(0, 0)] > 0 and counts[(1, 1)] > 0
+
+
+def test_shots_in_this_process():
+    check_bell_counts(vortan.shots(bell(), 200), 200)
+    c = vortan.Circuit(2, 3)
+    c.cycle(1).cycle(1).x(0)
+    assert vortan.shots(c, 5, measured=[1, c[0]]) == {(2, 1): 5}
+    assert vortan.shots(c, 0) == {}
+
+
+def test_shots_on_threads():
+    with ThreadPoolExecutor(max_workers=2) as pool:
+        check_bell_counts(vortan.shots(bell(), 200, executor=pool, chunks=7), 200)
+
+
+def test_shots_on_processes_that_load_the_library_themselves():
+    # spawn: every worker starts a fresh interpreter, imports vortan and loads
+    # the library; nothing is inherited from this process.
+    with ProcessPoolExecutor(max_workers=2, mp_context=multiprocessing.get_context("spawn")) as pool:
+        check_bell_counts(vortan.shots(bell(), 200, executor=pool), 200)
+
+
+def test_shots_refuse_bad_arguments():
+    with ThreadPoolExecutor(1) as pool:
+        for kwargs in ({"measured": []}, {"executor": pool, "chunks": 0}):
+            with pytest.raises(ValueError):
+                vortan.shots(bell(), 3, **kwargs)
+    with pytest.raises(ValueError):
+        vortan.shots(bell(), -1)
+    with pytest.raises(TypeError):
+        vortan.shots(vortan.Qudit(2), 3)
+
+
+def test_a_circuit_pickles():
+    again = pickle.loads(pickle.dumps(bell()))
+    assert again.gates == bell().gates and again.dimensions == (2, 2)
+    assert again[0].circuit is again
