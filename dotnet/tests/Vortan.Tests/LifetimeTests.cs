@@ -64,6 +64,7 @@ namespace Vortan.Tests
         [InlineData(true)]
         public void Finaliser_queues_a_forgotten_qudit_for_its_thread(bool withControls)
         {
+            Collect();
             QuditHandle.ReleaseAbandoned();
             long before = QuditHandle.Live;
             Abandon(5, withControls);
@@ -79,6 +80,7 @@ namespace Vortan.Tests
         [Fact]
         public void Creating_a_qudit_frees_what_finalisers_queued()
         {
+            Collect();
             QuditHandle.ReleaseAbandoned();
             long before = QuditHandle.Live;
             Abandon(3, withControls: false);
