@@ -154,8 +154,8 @@ VORTAN_API vortan_result vortan_initialize(void);
  *  @return VORTAN_SUCCESS. */
 VORTAN_API vortan_result vortan_cleanup(void);
 
-/** @return "1.4.0". The text is rebuilt at every call into one static buffer,
- *  so a pointer from an earlier call is only good until the next call. */
+/** @return "1.4.0". The text is built once and never changes: the pointer
+ *  stays valid for the library's life, and any thread may call this. */
 VORTAN_API const char *vortan_get_version(void);
 
 /** Writes the three version numbers.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "vortan.h"
 
 namespace {
@@ -25,6 +27,16 @@ TEST(Library, version_info_writes_nothing_on_a_null_pointer_and_dimensions_run_f
     EXPECT_EQ(v[0] * 10000 + v[1] * 100 + v[2], 112233u);
     for (int32_t d : {1, 2, 3}) EXPECT_TRUE(vortan_is_valid_dimension(d)) << d;
     for (int32_t d : {0, 4, -1, INT32_MIN, INT32_MAX}) EXPECT_FALSE(vortan_is_valid_dimension(d)) << d;
+}
+
+TEST(Library, version_text_matches_the_numbers_and_an_early_pointer_stays_good) {
+    const char* first = vortan_get_version();
+    uint32_t v[3] = {};
+    ASSERT_EQ(vortan_get_version_info(&v[0], &v[1], &v[2]), VORTAN_SUCCESS);
+    const std::string numbers = std::to_string(v[0]) + "." + std::to_string(v[1]) + "." + std::to_string(v[2]);
+    EXPECT_EQ(numbers, "1.4.0");
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(vortan_get_version(), first);
+    EXPECT_EQ(std::string(first), numbers);
 }
 
 }  // namespace
