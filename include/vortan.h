@@ -154,8 +154,8 @@ VORTAN_API vortan_result vortan_initialize(void);
  *  @return VORTAN_SUCCESS. */
 VORTAN_API vortan_result vortan_cleanup(void);
 
-/** @return "1.4.0". The text is rebuilt at every call into one static buffer,
- *  so a pointer from an earlier call is only good until the next call. */
+/** @return "1.4.0". The text is built once and never changes: the pointer
+ *  stays valid for the library's life, and any thread may call this. */
 VORTAN_API const char *vortan_get_version(void);
 
 /** Writes the three version numbers.
@@ -240,6 +240,11 @@ VORTAN_API vortan_result vortan_predicate_create(vortan_quantum_property *proper
  *  no-op. @return VORTAN_SUCCESS always. */
 VORTAN_API vortan_result vortan_predicate_destroy(vortan_predicate **predicate);
 
+/* The size calculators multiply in 64-bit arithmetic and wrap without a
+ * report: with qutrits, the count once more than 40 are listed, and the
+ * matrix's element count (side * side) once more than 20. A property listed
+ * twice counts twice. */
+
 /** Number of outcome combinations of a list of properties: the product of
  *  their dimensions, 0 for an empty list. Entangles nothing; no error record.
  *  @return VORTAN_ERROR_NULL_POINTER, VORTAN_ERROR_INTERNAL or VORTAN_SUCCESS. */
@@ -299,6 +304,12 @@ VORTAN_API vortan_result vortan_calculate_matrix_size(vortan_quantum_property *c
 /* VORTAN_ERROR_INTERNAL.                                                    */
 /* ------------------------------------------------------------------------ */
 
+/* A fraction of magnitude 2^24 or more is first reduced exactly by the
+ * gate's period (6 for shift, cycle, clock, X, Y and Z, a multiple of every
+ * dimension; 4 for the fractional Hadamard), which keeps the gate unitary
+ * where its phases would lose their precision or overflow. Smaller fractions
+ * are evaluated as given. */
+
 /** Moves the target's level down by one, with wrap-around (v -> v-1 mod d),
  *  raised to the power fraction. @return see the common codes. */
 VORTAN_API vortan_result vortan_shift_operation(vortan_quantum_property *property, double fraction,
@@ -354,6 +365,12 @@ VORTAN_API vortan_result vortan_fractional_hadamard_operation(vortan_quantum_pro
                                                               size_t predicate_count,
                                                               vortan_error_info *error_info);
 
+/* Swap and i-swap differ from the other gates when the merge would pass
+ * 12 qudits: they return VORTAN_ERROR_INVALID_QUDIT_NUMBER ("num_qudits 13
+ * exceeds compile-time MAX_NUM_QUDITS (12) ..."), where the others return
+ * VORTAN_ERROR_INTERNAL with the same text. Either way the group that would
+ * pass the limit is left apart, and the gate does nothing. */
+
 /** Exchanges the dits of two qudits of equal dimension.
  *  @return see the common codes; VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS for
  *          different dimensions. */
@@ -384,6 +401,11 @@ VORTAN_API vortan_result vortan_phase_rotate_operation(vortan_predicate *const *
 /* element i belongs to properties[i].                                       */
 /* ------------------------------------------------------------------------ */
 
+/* Exhausted memory in the functions of this section (and in
+ * vortan_quantum_property_factorize_and_destroy) is VORTAN_ERROR_INTERNAL
+ * with the message "std::bad_alloc", not VORTAN_ERROR_OUT_OF_MEMORY, which
+ * only creation, predicates and the single gate calls return. */
+
 /** Samples an outcome of the properties and collapses the state onto it.
  *  @param output_buffer receives property_count values; untouched on failure.
  *  @return VORTAN_ERROR_NULL_POINTER, VORTAN_ERROR_INVALID_ARGUMENT,
@@ -393,6 +415,13 @@ VORTAN_API vortan_result vortan_phase_rotate_operation(vortan_predicate *const *
 VORTAN_API vortan_result vortan_measure_properties(vortan_quantum_property *const *properties,
                                                    size_t property_count, int32_t *output_buffer,
                                                    size_t buffer_size, vortan_error_info *error_info);
+
+/* Forcing checks that some basis entry shows the outcome, not its weight: an
+ * outcome present with negligible weight (squared norm at most 2^-23) passes,
+ * the other branches are removed, and only then does the call fail with
+ * VORTAN_ERROR_INTERNAL "State collapsed to zero amplitude", the state left
+ * holding only that remnant. Check the probability first if it may be that
+ * small. */
 
 /** Collapses the state onto the outcome forced_values, which must occur in it.
  *  @param output_buffer may be NULL; else receives the outcome.
@@ -439,6 +468,10 @@ VORTAN_API vortan_result vortan_stochastic_projection_modern(vortan_predicate *c
 /* ------------------------------------------------------------------------ */
 /* Batch                                                                     */
 /* ------------------------------------------------------------------------ */
+
+/* The batch checks no fraction or angle for finiteness, unlike the single
+ * calls: NaN asks for the whole gate, and an infinity is run as given, which
+ * can leave NaN amplitudes in the state. */
 
 /** Validates every operation, then runs them in order without rollback.
  *  result->ops_executed tells how many completed.

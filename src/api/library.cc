@@ -13,12 +13,13 @@ extern "C" {
 VORTAN_API vortan_result vortan_initialize(void) { return VORTAN_SUCCESS; }
 
 VORTAN_API const char* vortan_get_version(void) {
-    // Composed anew at every call into one static string: a pointer from an
-    // earlier call is good only until the next one.
-    static std::string version;
-    std::ostringstream text;
-    text << VORTAN_VERSION_MAJOR << '.' << VORTAN_VERSION_MINOR << '.' << VORTAN_VERSION_PATCH;
-    version = text.str();
+    // Composed once, on the first call; the initialisation of a local static
+    // is thread-safe, so concurrent callers all get the same lasting text.
+    static const std::string version = [] {
+        std::ostringstream text;
+        text << VORTAN_VERSION_MAJOR << '.' << VORTAN_VERSION_MINOR << '.' << VORTAN_VERSION_PATCH;
+        return text.str();
+    }();
     return version.c_str();
 }
 

@@ -104,4 +104,23 @@ TEST(GateEntry, failures_after_the_merge_keep_it_and_leave_the_state) {
     EXPECT_EQ(entries_of(big).size(), 50001u);
 }
 
+// A swap or i-swap whose merge would make a thirteenth qudit is refused as a
+// bad qudit number, unlike the other gates; both groups stay as they were.
+TEST(GateEntry, swaps_past_twelve_qudits_report_an_invalid_qudit_number) {
+    Host host;
+    Handle first = host.create(2);
+    for (int i = 1; i < 12; ++i) {
+        vortan_predicate* control = host.predicate(host.props.back(), 1);
+        ASSERT_EQ(vortan_cycle_operation(host.create(2), 1.0, &control, 1, nullptr), VORTAN_SUCCESS);
+    }
+    ASSERT_EQ(qudits(first), 12u);
+    Handle outside = host.create(2);
+    const std::string text = "5 num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled";
+    EXPECT_EQ(RESULT(vortan_swap_operation(first, outside, nullptr, 0, &info)), text);
+    EXPECT_STREQ(info.function, "vortan_swap_operation");
+    EXPECT_EQ(RESULT(vortan_i_swap_operation(outside, first, 0.5, nullptr, 0, &info)), text);
+    EXPECT_STREQ(info.function, "vortan_i_swap_operation");
+    EXPECT_EQ(qudits(first) * 100 + qudits(outside), 1201u);
+}
+
 }  // namespace

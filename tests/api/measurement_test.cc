@@ -51,6 +51,31 @@ TEST(MeasurementExports, check_in_order_map_failures_by_their_own_clauses_and_al
     EXPECT_EQ(out[4], -1);
 }
 
+// Forcing refuses an outcome out of the qudit's own range and one no entry
+// shows, as invalid arguments, leaving the amplitudes as they were.
+TEST(MeasurementExports, forcing_refuses_outcomes_out_of_range_or_absent_and_changes_nothing) {
+    Handle a(2), b(3);
+    give_state({&a, &b}, {2, 3}, {{{0, 1}, 0.6}, {{1, 2}, {0, 0.8}}});
+    vortan_quantum_property* ab[] = {a.p, b.p};
+    const auto before = a.property().shared->state->basis_entries();
+    const char* range = "Forced measurement outcome value is out of range for the qudit dimension";
+    const char* absent = "Forced measurement outcome is inconsistent with the current state amplitudes";
+    int32_t out[2] = {-1, -1};
+    const int32_t too_high_for_the_qubit[] = {2, 1}, too_high_for_the_qutrit[] = {0, 3}, negative[] = {-1, 1},
+                  not_shown[] = {0, 2}, shown[] = {1, 2};
+    EXPECT_REPORT(2, range, vortan_forced_measure_properties, ab, 2, too_high_for_the_qubit, 2, out, 2);
+    EXPECT_REPORT(2, range, vortan_forced_measure_properties, ab, 2, too_high_for_the_qutrit, 2, out, 2);
+    EXPECT_REPORT(2, range, vortan_forced_measure_properties, ab, 2, negative, 2, out, 2);
+    EXPECT_REPORT(2, absent, vortan_forced_measure_properties, ab, 2, not_shown, 2, out, 2);
+    const auto after = a.property().shared->state->basis_entries();
+    ASSERT_EQ(after.size(), before.size());
+    for (std::size_t i = 0; i < after.size(); ++i)
+        EXPECT_TRUE(after[i].dits == before[i].dits && after[i].amplitude == before[i].amplitude) << i;
+    EXPECT_EQ(out[0], -1);
+    EXPECT_EQ(vortan_forced_measure_properties(ab, 2, shown, 2, out, 2, nullptr), VORTAN_SUCCESS);
+    EXPECT_EQ(std::vector<int32_t>(out, out + 2), std::vector<int32_t>(shown, shown + 2));
+}
+
 // Qubit a, qutrit b: the buffer is checked after merging, then every
 // combination is listed with properties[0] the fastest digit.
 TEST(ProbabilitiesExport, lists_every_combination_with_the_first_property_fastest) {

@@ -39,6 +39,27 @@ TEST(PropertyHandle, only_create_reports_checking_the_out_pointer_then_the_range
     EXPECT_EQ(callbacks, 6);
 }
 
+// A qubit at index 1 beside a qutrit: each handle reads its own qudit, and
+// both read the whole group's counts.
+TEST(PropertyHandle, accessors_read_the_property_in_its_mixed_group) {
+    Handle qutrit(3), qubit(2);
+    vortan_predicate* control = nullptr;
+    ASSERT_EQ(vortan_predicate_create(qubit.p, 0, true, &control), VORTAN_SUCCESS);
+    ASSERT_EQ(vortan_hadamard_operation(qutrit.p, &control, 1, nullptr), VORTAN_SUCCESS);
+    vortan_predicate_destroy(&control);
+    ASSERT_EQ(qubit.property().qudit_index, 1);
+    uint32_t dimensions[2] = {};
+    size_t counts[2] = {}, sizes[2] = {};
+    for (int i = 0; i < 2; ++i) {
+        vortan_quantum_property* p = i == 0 ? qutrit.p : qubit.p;
+        EXPECT_EQ(vortan_quantum_property_get_dimension(p, &dimensions[i]), VORTAN_SUCCESS);
+        EXPECT_EQ(vortan_quantum_property_get_num_active_qudits(p, &counts[i]), VORTAN_SUCCESS);
+        EXPECT_EQ(vortan_quantum_property_get_state_vector_size(p, &sizes[i]), VORTAN_SUCCESS);
+    }
+    EXPECT_EQ(std::vector<size_t>({dimensions[0], dimensions[1], counts[0], counts[1], sizes[0], sizes[1]}),
+              std::vector<size_t>({3, 2, 2, 2, 3, 3}));
+}
+
 // A null element is refused with its own text on every path; see the projection's refusals.
 TEST(CollectPredicates, refuses_a_null_array_with_a_count) {
     EXPECT_EQ(qudit::testing::message_of<std::invalid_argument>([] { api::collect_predicates(nullptr, 2); }),

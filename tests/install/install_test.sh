@@ -17,8 +17,11 @@ test -f "$prefix/include/vortan.h" && test -f "$prefix/include/vortan.hpp"
 
 cmake -S "$source/examples" -B "$scratch/cmake-host" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build "$scratch/cmake-host" --target vortan_demo vortan_teleport >/dev/null
-"$scratch/cmake-host/vortan_demo" | grep -q 'libvortan 1.4.0'
-"$scratch/cmake-host/vortan_teleport" 20 | grep -q 'every state arrived'
+# Into files first: a pipe would hide the hosts' own exit status.
+"$scratch/cmake-host/vortan_demo" >"$scratch/demo.out"
+grep -q 'libvortan 1.4.0' "$scratch/demo.out"
+"$scratch/cmake-host/vortan_teleport" 20 >"$scratch/teleport.out"
+grep -q 'every state arrived' "$scratch/teleport.out"
 
 if ! command -v pkg-config >/dev/null 2>&1; then
   echo "pkg-config not found: the pkg-config hosts were not built" >&2
@@ -33,11 +36,13 @@ unset LD_LIBRARY_PATH
 # shellcheck disable=SC2046
 cc -std=c11 -Wall -Wextra -pedantic -Werror -o "$scratch/pc-host" "$source/examples/demo.c" \
   $(pkg-config --cflags --libs vortan) -Wl,-rpath,"$(pkg-config --variable=libdir vortan)"
-"$scratch/pc-host" | grep -q 'libvortan 1.4.0'
+"$scratch/pc-host" >"$scratch/pc-host.out"
+grep -q 'libvortan 1.4.0' "$scratch/pc-host.out"
 # shellcheck disable=SC2046
 c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror -o "$scratch/pc-host-cpp" "$source/examples/teleport.cpp" \
   $(pkg-config --cflags --libs vortan)
-LD_LIBRARY_PATH="$libdir" "$scratch/pc-host-cpp" 20 | grep -q 'every state arrived'
+LD_LIBRARY_PATH="$libdir" "$scratch/pc-host-cpp" 20 >"$scratch/pc-host-cpp.out"
+grep -q 'every state arrived' "$scratch/pc-host-cpp.out"
 
 # A user without GoogleTest or Google Benchmark configures all the same, and
 # is told what was left out.

@@ -35,7 +35,8 @@ TEST(Entangle, renumbers_the_whole_second_group_and_keeps_its_orphans) {
     entangle(c, *std::make_unique<QuantumProperty>(2));  // its qudit stays behind d, its handle goes
     entangle(a, b);
     entangle(a, c);
-    EXPECT_TRUE(a.shared->state->num_qudits() == 5 && a.shared->properties == (Group{&a, &b, &c, &d}) && a.shared.use_count() == 4);
+    EXPECT_TRUE(a.shared->state->num_qudits() == 5 && a.shared->properties == (Group{&a, &b, &c, &d}));
+    EXPECT_TRUE(b.shared == a.shared && c.shared == a.shared && d.shared == a.shared);
     EXPECT_TRUE(b.qudit_index == 1 && c.qudit_index == 2 && d.qudit_index == 3);
 }
 

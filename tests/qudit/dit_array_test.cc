@@ -1,12 +1,22 @@
 // Packing, limits, ordering and hashing of the two dit-array forms.
 
+#include <utility>
+
 #include "qudit/state_forms.h"
 
 namespace vortan::qudit {
 using testing::message_of;
 using Dyn = DynamicDitArray;
-using Words = std::vector<std::uint64_t>;
-static Words words(const auto& a) { return {a.values, a.dimensions}; }
+using Dits = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+// Every dit as (value, dimension), read back through the array's own index.
+static Dits dits(const auto& a) {
+    Dits out;
+    for (std::uint64_t i = 0; i < a.size(); ++i) {
+        const Dit dit = std::as_const(a)[static_cast<std::int32_t>(i)];
+        out.emplace_back(dit.value, dit.dimension);
+    }
+    return out;
+}
 
 // Dits of one dimension, each written through the checked proxy.
 template <class T>
@@ -21,16 +31,18 @@ TEST(DitArray, writes_limits_indices_and_additions) {
     auto b = of<DitArray<2, 12>>({1});
     a[2] = Dit{1, 2};
     a[1] = a[2];  // proxy to proxy copies both fields
-    EXPECT_EQ(words(a), (Words{0b10'01'01'10, 0b10'01'01'10}));
+    EXPECT_EQ(dits(a), (Dits{{2, 3}, {1, 2}, {1, 2}, {2, 3}}));
     // Dits past a short list stay value 0, dimension 1.
-    EXPECT_EQ(words(of<DitArray<2, 12>>({0, 1, 1})), (Words{0b110, 0b111}));
-    EXPECT_EQ(words(of<DitArray<3, 4>>({1, 2}, 3)), (Words{0b10'01, 0b10'10}));
+    Dits short_list{{0, 2}, {1, 2}, {1, 2}};
+    short_list.resize(12, {0, 1});
+    EXPECT_EQ(dits(of<DitArray<2, 12>>({0, 1, 1})), short_list);
+    EXPECT_EQ(dits(of<DitArray<3, 4>>({1, 2}, 3)), (Dits{{1, 3}, {2, 3}, {0, 1}, {0, 1}}));
     EXPECT_EQ(message_of<BadQuditIndex>([] { of<DitArray<2, 2>>({0, 0, 0}); }), "make_basis_state: 3 dits supplied for a 2-dit basis state");
     // The value is tested first, and against D rather than the dit's own dimension.
     const std::string value = "DitArray::operator=: v.value >= MAX_DIMENSION", dimension = "DitArray::operator=: v.dimension > MAX_DIMENSION";
     auto refused = [](auto array, Dit dit, const std::string& text) {
-        const Words before = words(array);
-        EXPECT_TRUE(message_of<std::out_of_range>([&] { array[0] = dit; }) == text && words(array) == before) << dit.value << "/" << dit.dimension;
+        const Dits before = dits(array);
+        EXPECT_TRUE(message_of<std::out_of_range>([&] { array[0] = dit; }) == text && dits(array) == before) << dit.value << "/" << dit.dimension;
     };
     refused(a, {3, 2}, value), refused(a, {0, 4}, dimension), refused(b, {2, 3}, value), refused(b, {0, 3}, dimension);
     EXPECT_EQ(static_cast<Dit>(a[0] = Dit{2, 2}), (Dit{2, 2}));

@@ -5,6 +5,7 @@
 #include <complex>
 #include <vector>
 
+#include "qudit/gates/fraction_period.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
@@ -70,7 +71,7 @@ constexpr SpreadRule FRACTIONAL_HADAMARD{"fractional hadamard",
 
 template <class T>
 void State<T>::fractional_hadamard(const Targets& targets, double fraction, const Predicates& predicates) {
-    spread(targets, predicates, FRACTIONAL_HADAMARD, fraction);
+    spread(targets, predicates, FRACTIONAL_HADAMARD, reduce_by_period(fraction, HADAMARD_PERIOD));
 }
 
 #define VORTAN_INSTANTIATE(T) \

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <complex>
 
+#include "qudit/gates/fraction_period.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
@@ -62,6 +63,7 @@ template <class T>
 void State<T>::fractional_clock(const Targets& targets, double fraction, const Predicates& predicates) {
     check_target_control_overlap(targets, predicates,
                                  "Fractional Clock operation has overlapped targets and controls");
+    fraction = reduce_by_period(fraction, CLOCK_PERIOD);
     multiply_clock_phases(entries_, targets, fraction, predicates);
 }
 

@@ -1,6 +1,7 @@
 // Level-moving gates: shift (down) and cycle (up) in place, and their
 // fractional powers as a fractional clock conjugated by Hadamards.
 
+#include "qudit/gates/fraction_period.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
@@ -34,6 +35,7 @@ void State<T>::cycle(const Targets& targets, const Predicates& predicates) {
 template <class T>
 void State<T>::fractional_shift(const Targets& targets, double fraction, const Predicates& predicates) {
     check_target_control_overlap(targets, predicates, "Fractional shift operation has overlap targets and controls");
+    fraction = reduce_by_period(fraction, CLOCK_PERIOD);
     // The snapshot makes the three gates one: any failure restores it.
     std::vector<Entry> snapshot = entries_;
     try {
@@ -50,6 +52,7 @@ template <class T>
 void State<T>::fractional_cycle(const Targets& targets, double fraction, const Predicates& predicates) {
     check_target_control_overlap(targets, predicates,
                                  "Fractional cycle operation has overlapping targets and controls");
+    fraction = reduce_by_period(fraction, CLOCK_PERIOD);
     std::vector<Entry> snapshot = entries_;
     try {
         hadamard(targets, predicates);
