@@ -7,6 +7,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
+#include <string>
+#include <utility>
 
 namespace vortan::fuzz {
 namespace {
@@ -52,11 +55,25 @@ bool reserved_untouched(const vortan_error_info& record) {
     return true;
 }
 
+/// How often each export returned each code, printed at exit when the
+/// environment sets VORTAN_FUZZ_STATS: which refusals and limits a corpus
+/// reaches.
+std::map<std::pair<std::string, vortan_result>, std::uint64_t>* tally = nullptr;
+
+void print_tally() {
+    for (const auto& [key, n] : *tally) dprintf(error_fd, "%-48s %4d %12llu\n", key.first.c_str(), key.second,
+                                                static_cast<unsigned long long>(n));
+}
+
 }  // namespace
 
 void keep_error_stream() {
     const int fd = dup(2);
     if (fd >= 0) error_fd = fd;
+    if (std::getenv("VORTAN_FUZZ_STATS") != nullptr) {
+        tally = new std::map<std::pair<std::string, vortan_result>, std::uint64_t>();
+        std::atexit(print_tally);
+    }
 }
 
 void broken(const char* function, const char* format, ...) {
@@ -85,6 +102,7 @@ Call::Call(const char* function, bool takes_record, bool pass_record)
 }
 
 vortan_result Call::check(vortan_result code, std::initializer_list<vortan_result> documented) {
+    if (tally != nullptr) ++(*tally)[{function_, code}];
     bool listed = false;
     for (const vortan_result c : documented) listed = listed || c == code;
     if (!listed) broken(function_, "returned %d, a code it does not document (message \"%.255s\")", code,

@@ -4,7 +4,7 @@
 #   00 library  01 callback  02 create  04 destroy  05 factorize  06 accessor
 #   07 predicate  09 drop predicate  0a sizes  0b one-target gate  0d Hadamard
 #   0f swap/i-swap  10 phase  11 measure  12 forced  13 probabilities
-#   14 density  15 projection  16 batch
+#   14 density  15 projection  16 batch  18 Hadamard on all  19 merge all
 set -eu
 cd "$(dirname "$0")/corpus"
 seed() { name=$1; shift; printf "$(printf '\\%03o' "$@")" > "$name"; }
@@ -33,3 +33,11 @@ seed crowd $(hex 02 00 01 00 00  02 01 01 00 00  02 02 01 00 00  02 03 01 00 00 
   11 06 07 00 01 02 03 04 05 06 07 00 00 00 00 00 00 \
   04 00 00  02 00 01 00 00  0f 00 00 01 00 00 00 00 \
   13 07 07 00 00 00 00 00 00 00 00 00 00 00)
+# The limits: 8 qutrits merged, 4 of them destroyed (their qudits stay) and
+# replaced, merged again to 12 qudits and spread past 100000 entries; then a
+# 13th qudit.
+seed limits $(hex 02 00 01 00 00  02 01 01 00 00  02 02 01 00 00  02 03 01 00 00 \
+  02 04 01 00 00  02 05 01 00 00  02 06 01 00 00  02 07 01 00 00  18 00 00  19 \
+  04 00 00 00  04 00 00 00  04 00 00 00  04 00 00 00 \
+  02 00 01 00 00  02 01 01 00 00  02 02 01 00 00  02 03 01 00 00  19  18 00 00 \
+  04 00 00 00  02 00 01 00 00  19)

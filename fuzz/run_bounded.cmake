@@ -2,7 +2,7 @@
 # a crash leaves its input in WORK as crash-<sha1>.
 file(REMOVE_RECURSE "${WORK}")
 file(MAKE_DIRECTORY "${WORK}")
-file(COPY "${CORPUS}/" DESTINATION "${WORK}/corpus" PATTERN "*.sh" EXCLUDE)
+file(COPY "${CORPUS}/" DESTINATION "${WORK}/corpus")
 # Stack traces need a symbolizer; an older one reads clang-16's output too.
 find_program(symbolizer NAMES llvm-symbolizer-16 llvm-symbolizer PATHS /usr/lib/llvm-16/bin)
 if(symbolizer)

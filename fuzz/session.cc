@@ -37,7 +37,7 @@ Session::~Session() {
 
 void Session::run() {
     while (!in_.exhausted() && step_ < MAX_STEPS) {
-        switch (in_.below(24)) {
+        switch (in_.below(26)) {
             case 0: library_call(); break;
             case 1: callback_call(); break;
             case 2: case 3: create_property(); break;
@@ -56,7 +56,9 @@ void Session::run() {
             case 19: probabilities(); break;
             case 20: density_matrix(); break;
             case 21: projection(); break;
-            default: batch(); break;
+            case 22: case 23: batch(); break;
+            case 24: spread(); break;
+            default: gather(); break;
         }
         check_invariants();
         ++step_;
@@ -232,6 +234,54 @@ double Session::probability_of(const std::vector<int>& slots, const std::vector<
         stride *= properties_[slots[i]].dimension;
     }
     return buffer[k].probability;
+}
+
+// ---------------------------------------------------------------------------
+// Steps toward the limits: what a program of single calls reaches slowly
+
+void Session::spread() {
+    // A Fourier transform on every live property: groups grow toward 100000
+    // entries, where the gates refuse in advance.
+    const bool fractional = in_.one_in(2);
+    const double fraction = in_.number();
+    for (int s = 0; s < PROPERTIES; ++s) {
+        if (properties_[s].handle == nullptr) continue;
+        Call call(fractional ? "vortan_fractional_hadamard_operation" : "vortan_hadamard_operation", true, true);
+        const vortan_result code =
+            fractional ? vortan_fractional_hadamard_operation(properties_[s].handle, fraction, nullptr, 0, call.record())
+                       : vortan_hadamard_operation(properties_[s].handle, nullptr, 0, call.record());
+        call.check(code, {VORTAN_SUCCESS, VORTAN_ERROR_INVALID_ARGUMENT, VORTAN_ERROR_STATE_SIZE_EXCEEDED,
+                          VORTAN_ERROR_OUT_OF_MEMORY, VORTAN_ERROR_INTERNAL});
+        if (fractional && avoid_known_faults(KnownFaultSite::fractional_gate, fraction, nullptr, dimensions()))
+            taint({s});
+    }
+}
+
+void Session::gather() {
+    // Every live property into one group, in slot order; with the qudits that
+    // destroyed properties leave behind, groups pass 12 qudits.
+    std::vector<int> slots;
+    std::vector<vortan_quantum_property*> handles;
+    for (int s = 0; s < PROPERTIES; ++s)
+        if (properties_[s].handle != nullptr) {
+            slots.push_back(s);
+            handles.push_back(properties_[s].handle);
+        }
+    if (slots.empty()) return;
+    const std::uint64_t needed = combinations(slots);
+    std::vector<vortan_probability_entry> buffer(needed <= MAX_BUFFER ? needed : 1,
+                                                 vortan_probability_entry{0.0f, 0, nullptr, 0});
+    Call call("vortan_calculate_probabilities", true, true);
+    const vortan_result code = call.check(
+        vortan_calculate_probabilities(handles.data(), handles.size(), buffer.data(), buffer.size(), nullptr,
+                                       call.record()),
+        {VORTAN_SUCCESS, VORTAN_ERROR_BUFFER_TOO_SMALL, VORTAN_ERROR_INVALID_QUDIT_NUMBER, VORTAN_ERROR_INTERNAL});
+    join(slots);
+    if (code != VORTAN_SUCCESS || !normalised(slots)) return;
+    double total = 0.0;
+    for (const vortan_probability_entry& e : buffer) total += e.probability;
+    if (std::fabs(total - 1.0) > NORM_TOLERANCE)
+        broken(call.function(), "probabilities of a normalised state sum to %.9g", total);
 }
 
 // ---------------------------------------------------------------------------

@@ -100,6 +100,8 @@ private:
     void density_matrix();
     void projection();
     void batch();
+    void spread();
+    void gather();
 
     // The model.
     void join(const std::vector<int>& slots);
