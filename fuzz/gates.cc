@@ -49,9 +49,8 @@ void Session::one_target_gate() {
         code == VORTAN_ERROR_NULL_POINTER)
         broken(call.function(), "returned 1 for arguments it takes");
     std::vector<int> named{target};
-    for (const int p : predicates.slots)
-        if (predicates_[p].handle != nullptr) named.push_back(predicates_[p].property);
-    join(named);
+    add_predicate_properties(predicates, named);
+    join(named, code == VORTAN_SUCCESS);
     const bool fractional = which == 4 || fraction != 1.0;
     if (fractional && avoid_known_faults(KnownFaultSite::fractional_gate, fraction, nullptr, dimensions()))
         taint(named);
@@ -76,9 +75,8 @@ void Session::hadamard_gate() {
                                                     call.record());
     call.check(code, GATE_CODES);
     std::vector<int> named{target};
-    for (const int p : predicates.slots)
-        if (predicates_[p].handle != nullptr) named.push_back(predicates_[p].property);
-    join(named);
+    add_predicate_properties(predicates, named);
+    join(named, code == VORTAN_SUCCESS);
     if (which == 2 && avoid_known_faults(KnownFaultSite::fractional_gate, fraction, nullptr, dimensions()))
         taint(named);
 }
@@ -98,20 +96,19 @@ void Session::two_target_gate() {
     if (code == VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS && properties_[first].dimension == properties_[second].dimension)
         broken(call.function(), "refused two qudits of dimension %u as incompatible", properties_[first].dimension);
     std::vector<int> named{first, second};
-    for (const int p : predicates.slots)
-        if (predicates_[p].handle != nullptr) named.push_back(predicates_[p].property);
-    join(named);
+    add_predicate_properties(predicates, named);
+    join(named, code == VORTAN_SUCCESS);
 }
 
 void Session::phase_rotate() {
     PredicateList predicates = predicate_list(true);
     const double angle = in_.number();
     Call call("vortan_phase_rotate_operation", true, !in_.one_in(6));
-    call.check(vortan_phase_rotate_operation(predicates.data(), predicates.count, angle, call.record()), GATE_CODES);
+    const vortan_result code = call.check(
+        vortan_phase_rotate_operation(predicates.data(), predicates.count, angle, call.record()), GATE_CODES);
     std::vector<int> named;
-    for (const int p : predicates.slots)
-        if (predicates_[p].handle != nullptr) named.push_back(predicates_[p].property);
-    join(named);
+    add_predicate_properties(predicates, named);
+    join(named, code == VORTAN_SUCCESS);
 }
 
 void Session::batch() {
@@ -120,6 +117,9 @@ void Session::batch() {
     std::vector<std::unique_ptr<vortan_predicate*[]>> arrays;
     std::vector<std::vector<int>> named(length);
     std::vector<bool> unnormalising(length, false);
+    // Y leaves target2 alone, and a phase rotation without predicates merges
+    // nothing; every other operation that ran merged all it names.
+    std::vector<bool> merges_all(length, false);
     for (std::size_t i = 0; i < length; ++i) {
         vortan_batch_op& op = ops[i];
         std::memset(static_cast<void*>(&op), CANARY, sizeof op);
@@ -144,6 +144,8 @@ void Session::batch() {
         unnormalising[i] = (std::isinf(op.fraction) || !std::isfinite(op.angle)) ||
                            (!std::isnan(op.fraction) &&
                             avoid_known_faults(KnownFaultSite::fractional_gate, op.fraction, nullptr, dimensions()));
+        merges_all[i] = op.opcode <= VORTAN_OP_PHASE_ROTATE && op.opcode != VORTAN_OP_Y &&
+                        !(op.opcode == VORTAN_OP_PHASE_ROTATE && op.predicate_count == 0);
         arrays.push_back(std::move(predicates.array));
     }
     const bool null_ops = in_.one_in(16);
@@ -182,7 +184,7 @@ void Session::batch() {
     // Operations that ran, and the one that failed, have merged what they name.
     const std::size_t reached = code == VORTAN_SUCCESS ? count : code == VORTAN_ERROR_INTERNAL ? r.ops_executed + 1 : 0;
     for (std::size_t i = 0; i < reached && i < length; ++i) {
-        join(named[i]);
+        join(named[i], i < r.ops_executed && i < length && merges_all[i]);
         if (unnormalising[i]) taint(named[i]);
     }
 }

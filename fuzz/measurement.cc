@@ -55,7 +55,7 @@ void Session::measure() {
         vortan_measure_properties(list.data(), list.count, null_output ? nullptr : output.data(), size, call.record()),
         MEASURE_CODES);
     output.check_guard(call.function());
-    join(list.slots);
+    join(list.slots, code == VORTAN_SUCCESS);
     if (code != VORTAN_SUCCESS) {
         if (!output.untouched(0, declared)) broken(call.function(), "failed with %d and wrote the output", code);
         if (code == VORTAN_ERROR_INTERNAL) taint(list.slots);
@@ -107,7 +107,7 @@ void Session::forced_measure() {
                                          null_output ? nullptr : output.data(), size, call.record()),
         MEASURE_CODES);
     output.check_guard(call.function());
-    join(list.slots);
+    join(list.slots, code == VORTAN_SUCCESS);
     if (code != VORTAN_SUCCESS) {
         if (!output.untouched(0, declared)) broken(call.function(), "failed with %d and wrote the output", code);
         if (code == VORTAN_ERROR_INTERNAL) taint(list.slots);
@@ -152,7 +152,8 @@ void Session::probabilities() {
                    MEASURE_CODES);
     output.check_guard(call.function());
     values.check_guard(call.function());
-    join(list.slots);
+    // Code 3 comes only after the merge.
+    join(list.slots, code == VORTAN_SUCCESS || code == VORTAN_ERROR_BUFFER_TOO_SMALL);
     if (code != VORTAN_SUCCESS) {
         if (count != 77) broken(call.function(), "failed and wrote out_count");
         if ((declared > 0 && std::memcmp(before.data(), output.data(), declared * sizeof before[0]) != 0) ||
@@ -218,7 +219,7 @@ void Session::density_matrix() {
         if (code == VORTAN_ERROR_INTERNAL) join(list.slots);
         return;
     }
-    join(list.slots);
+    join(list.slots, true);
     if (!list.counted_as_listed()) broken(call.function(), "succeeded on a list it cannot have read");
     if (!null_dimension && dimension != side) broken(call.function(), "gave side %zu for %zu", dimension, std::size_t(side));
     const std::size_t n = static_cast<std::size_t>(side);
@@ -259,9 +260,8 @@ void Session::projection() {
          VORTAN_ERROR_INVALID_QUDIT_NUMBER, VORTAN_ERROR_INTERNAL});
     result.check_guard(call.function());
     std::vector<int> named;
-    for (const int p : predicates.slots)
-        if (predicates_[p].handle != nullptr) named.push_back(predicates_[p].property);
-    join(named);
+    add_predicate_properties(predicates, named);
+    join(named, code == VORTAN_SUCCESS);
     if (code != VORTAN_SUCCESS) {
         if (!result.untouched(0, 1)) broken(call.function(), "failed with %d and wrote the result", code);
         if (code == VORTAN_ERROR_INTERNAL) taint(named);

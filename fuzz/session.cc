@@ -147,16 +147,24 @@ PredicateList Session::predicate_list(bool size_max_allowed) {
 // ---------------------------------------------------------------------------
 // The model
 
-void Session::join(const std::vector<int>& slots) {
-    int first = -1;
+void Session::join(const std::vector<int>& slots, bool merged) {
+    const Property* first = nullptr;
     for (const int s : slots) {
         const Property& p = properties_[s];
         if (p.handle == nullptr) continue;
-        if (first < 0)
-            first = p.group;
-        else
-            groups_.join(first, p.group);
+        if (first == nullptr) {
+            first = &p;
+            continue;
+        }
+        groups_.join(first->group, p.group);
+        if (merged) merged_.join(first->merged, p.merged);
     }
+}
+
+void Session::add_predicate_properties(const PredicateList& list, std::vector<int>& slots) const {
+    if (!list.counted_as_listed()) return;
+    for (const int p : list.slots)
+        if (predicates_[p].handle != nullptr) slots.push_back(predicates_[p].property);
 }
 
 void Session::taint(const std::vector<int>& slots) {
@@ -206,6 +214,21 @@ void Session::check_invariants() {
             entries > vortan_get_max_state_size())
             broken("vortan_quantum_property_get_state_vector_size", "gave %zu entries", entries);
     }
+    // Merges are never undone, so properties once merged share one state.
+    for (int a = 0; a < PROPERTIES; ++a)
+        for (int b = a + 1; b < PROPERTIES; ++b) {
+            if (properties_[a].handle == nullptr || properties_[b].handle == nullptr ||
+                merged_.find(properties_[a].merged) != merged_.find(properties_[b].merged))
+                continue;
+            std::size_t qa = 0, qb = 0, ea = 0, eb = 0;
+            vortan_quantum_property_get_num_active_qudits(properties_[a].handle, &qa);
+            vortan_quantum_property_get_num_active_qudits(properties_[b].handle, &qb);
+            vortan_quantum_property_get_state_vector_size(properties_[a].handle, &ea);
+            vortan_quantum_property_get_state_vector_size(properties_[b].handle, &eb);
+            if (qa != qb || ea != eb)
+                broken("vortan_quantum_property_get_num_active_qudits",
+                       "two merged properties see %zu and %zu qudits, %zu and %zu entries", qa, qb, ea, eb);
+        }
     // One property a step, in turn: its own distribution sums to 1.
     const int slot = static_cast<int>(step_ % PROPERTIES);
     if (properties_[slot].handle != nullptr && normalised({slot})) {
@@ -276,7 +299,7 @@ void Session::gather() {
         vortan_calculate_probabilities(handles.data(), handles.size(), buffer.data(), buffer.size(), nullptr,
                                        call.record()),
         {VORTAN_SUCCESS, VORTAN_ERROR_BUFFER_TOO_SMALL, VORTAN_ERROR_INVALID_QUDIT_NUMBER, VORTAN_ERROR_INTERNAL});
-    join(slots);
+    join(slots, code == VORTAN_SUCCESS || code == VORTAN_ERROR_BUFFER_TOO_SMALL);
     if (code != VORTAN_SUCCESS || !normalised(slots)) return;
     double total = 0.0;
     for (const vortan_probability_entry& e : buffer) total += e.probability;
@@ -389,6 +412,7 @@ void Session::create_property() {
     p.handle = out;
     p.dimension = static_cast<std::uint32_t>(dimension);
     p.group = groups_.fresh();
+    p.merged = merged_.fresh();
 }
 
 void Session::destroy_property(bool factorize) {

@@ -69,6 +69,7 @@ private:
         vortan_quantum_property* handle = nullptr;
         std::uint32_t dimension = 0;
         int group = -1;
+        int merged = -1;  // in merged_: groups the library has certainly formed
     };
     struct Predicate {
         vortan_predicate* handle = nullptr;
@@ -104,8 +105,13 @@ private:
     void gather();
 
     // The model.
-    void join(const std::vector<int>& slots);
+    /// Joins the groups of the slots' properties in the model; `merged` says
+    /// the call certainly merged them (it succeeded), which the model keeps
+    /// apart: such properties must agree on their qudit and entry counts.
+    void join(const std::vector<int>& slots, bool merged = false);
     void taint(const std::vector<int>& slots);
+    /// Appends the property slot of each predicate a call reads from `list`.
+    void add_predicate_properties(const PredicateList& list, std::vector<int>& slots) const;
     bool normalised(const std::vector<int>& slots);
     std::uint64_t combinations(const std::vector<int>& slots) const;
     /// The dimension of each slot's property, 0 for an empty slot.
@@ -120,6 +126,7 @@ private:
     Property properties_[PROPERTIES];
     Predicate predicates_[PREDICATES];
     Groups groups_;
+    Groups merged_;
     std::size_t step_ = 0;
 };
 
