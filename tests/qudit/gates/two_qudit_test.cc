@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "qudit/state_forms.h"
 
 namespace vortan::qudit {
@@ -22,6 +24,20 @@ TEST(ISwap, whole_odd_fractions_are_exact_and_others_merge_their_partners) {
     expect_near(terms_of(*s), {{{0, 1}, std::sqrt(0.5)}, {{1, 1}, 0.5}, {{1, 0}, std::sqrt(0.5) * i1}});
     s->i_swap(0, 1, 0.5, {});  // twice is the whole gate: nothing left at (0,1)
     expect_near(terms_of(*s), {{{1, 1}, 0.5}, {{1, 0}, i1}});
+}
+
+TEST(ISwap, fractions_whose_angle_overflows_are_whole_turns_not_nan) {
+    // Both the largest doubles are multiples of 4: the identity.
+    for (double f : {std::numeric_limits<double>::max(), -std::numeric_limits<double>::max()}) {
+        auto s = state_of({2, 2}, {{{0, 1}, a}, {{1, 1}, 0.5}});
+        s->i_swap(0, 1, f, {});
+        expect_near(terms_of(*s), {{{0, 1}, a}, {{1, 1}, 0.5}});
+    }
+    // The largest fraction whose angle is finite keeps the plain product.
+    auto s = state_of({2, 2}, {{{0, 1}, 1.0}});
+    s->i_swap(0, 1, 1e308, {});
+    const double theta = 1e308 * 1.5707963267948966;
+    expect_near(terms_of(*s), {{{0, 1}, std::cos(theta)}, {{1, 0}, std::sin(theta) * i1}});
 }
 
 TEST(FractionalHadamard, half_twice_is_the_whole_gate_minus_one_its_inverse_and_two_the_reflection) {
