@@ -2,10 +2,12 @@
 // collapse: a two-ended partition, then a renormalisation at float precision.
 
 #include <limits>
+#include <type_traits>
 #include <stdexcept>
 #include <utility>
 
 #include "qudit/measurement/random_source.h"
+#include "qudit/selection.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
@@ -21,6 +23,33 @@ bool shows_outcome(const T& dits, const std::vector<std::int32_t>& qudits, const
     }
     return true;
 }
+
+/// The test of shows_outcome for one call: compiled on the packed forms when
+/// every index is in range, the checked reads otherwise.
+template <class T>
+class OutcomeTest {
+public:
+    OutcomeTest(const std::vector<std::int32_t>& qudits, const std::vector<std::int32_t>& outcome)
+        : qudits_(qudits), outcome_(outcome) {
+        if constexpr (!is_dynamic_v<T>) {
+            compiled_ = Selection<T>::fits(qudits);
+            if (compiled_) selection_ = Selection<T>(qudits, outcome);
+        }
+    }
+
+    bool operator()(const T& dits) const {
+        if constexpr (!is_dynamic_v<T>)
+            if (compiled_) return selection_.passes(dits.values);
+        return shows_outcome(dits, qudits_, outcome_);
+    }
+
+private:
+    struct None {};
+    const std::vector<std::int32_t>& qudits_;
+    const std::vector<std::int32_t>& outcome_;
+    bool compiled_ = false;
+    std::conditional_t<is_dynamic_v<T>, None, Selection<T>> selection_{};
+};
 
 }  // namespace
 
@@ -52,13 +81,14 @@ void State<T>::collapse_to_outcome(const std::vector<std::int32_t>& qudits, cons
     // and each later hole takes the last survivor behind it. The order shows
     // in later distributions, so it is fixed here rather than left to a
     // library partition.
+    const OutcomeTest<T> shows(qudits, outcome);
     auto first = entries_.begin();
     auto last = entries_.end();
     for (;;) {
-        while (first != last && shows_outcome(first->dits, qudits, outcome)) ++first;
+        while (first != last && shows(first->dits)) ++first;
         if (first == last) break;
         --last;
-        while (first != last && !shows_outcome(last->dits, qudits, outcome)) --last;
+        while (first != last && !shows(last->dits)) --last;
         if (first == last) break;
         std::iter_swap(first, last);
         ++first;
@@ -95,9 +125,10 @@ std::vector<std::int32_t> State<T>::forced_measure(std::vector<std::int32_t> qud
     }
     // Presence, not weight: an entry of amplitude 0 counts. A negligible one
     // passes here and is refused by the collapse, destructively.
+    const OutcomeTest<T> shows(qudits, outcomes);
     bool present = false;
     for (const Entry& entry : entries_)
-        if (shows_outcome(entry.dits, qudits, outcomes)) {
+        if (shows(entry.dits)) {
             present = true;
             break;
         }
