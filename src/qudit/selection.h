@@ -21,7 +21,10 @@ namespace vortan::qudit {
 template <class T>
 class Selection {
     static constexpr std::uint64_t FIELD = T::mask;
-    static constexpr unsigned LEVELS = static_cast<unsigned>(FIELD) + 1;
+    // Levels a value field can hold: below D, since every writer of the
+    // values word refuses more. A condition on level 3 of a qutrit field is
+    // thus decided at compile time, and "not 2" is "high bit clear".
+    static constexpr unsigned LEVELS = static_cast<unsigned>(T::max_dimension);
     static constexpr std::uint8_t ALL_LEVELS = static_cast<std::uint8_t>((1u << LEVELS) - 1);
 
 public:
@@ -41,77 +44,70 @@ public:
     Selection() = default;
     /// The controls of a gate.
     explicit Selection(const Predicates& predicates) {
-        allowed_.fill(ALL_LEVELS);
+        std::array<std::uint8_t, T::size()> allowed;
+        allowed.fill(ALL_LEVELS);
         for (const Predicate& predicate : predicates)
-            restrict(predicate.qudit_index, predicate.value, predicate.is_equal);
-        compile();
+            restrict(allowed, predicate.qudit_index, predicate.value, predicate.is_equal);
+        compile(allowed);
     }
     /// Dit qudits[i] equals outcome[i] for every i: the entries that show an outcome.
     Selection(const std::vector<std::int32_t>& qudits, const std::vector<std::int32_t>& outcome) {
-        allowed_.fill(ALL_LEVELS);
-        for (std::size_t i = 0; i < qudits.size(); ++i) restrict(qudits[i], outcome[i], true);
-        compile();
+        std::array<std::uint8_t, T::size()> allowed;
+        allowed.fill(ALL_LEVELS);
+        for (std::size_t i = 0; i < qudits.size(); ++i) restrict(allowed, qudits[i], outcome[i], true);
+        compile(allowed);
     }
 
     bool passes(std::uint64_t values) const {
-        if ((values & equal_mask_) != equal_want_) return false;
-        if constexpr (LEVELS > 2) {
-            // A field differs from its excluded level when some bit of the
-            // exclusive or is set: fold each field's high bit onto its low one.
-            for (unsigned g = 0; g < 2; ++g) {
-                const std::uint64_t x = (values & differ_mask_[g]) ^ differ_from_[g];
-                if (((x | (x >> 1)) & differ_low_[g]) != differ_low_[g]) return false;
-            }
-        }
-        return true;
+        // A qutrit field is nonzero when either bit is: fold the high bit of
+        // each field onto its low one.
+        const std::uint64_t nonzero = values & nonzero_mask_;
+        return ((values & equal_mask_) == equal_want_) & (((nonzero | (nonzero >> 1)) & nonzero_low_) == nonzero_low_);
     }
 
 private:
     // The levels a field may hold, one bit each. A value outside the field's
-    // range never matches: an equality with it allows nothing, an inequality
+    // levels never matches: an equality with it allows nothing, an inequality
     // excludes nothing. It is compared as the sign-extended 64-bit number.
-    void restrict(std::int32_t qudit, std::int32_t value, bool is_equal) {
+    static void restrict(std::array<std::uint8_t, T::size()>& allowed, std::int32_t qudit, std::int32_t value,
+                         bool is_equal) {
         const auto level = static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
-        const std::uint8_t bit = level <= FIELD ? static_cast<std::uint8_t>(1u << level) : 0;
-        std::uint8_t& allowed = allowed_[static_cast<std::size_t>(qudit)];
-        allowed = is_equal ? static_cast<std::uint8_t>(allowed & bit) : static_cast<std::uint8_t>(allowed & ~bit);
+        const std::uint8_t bit = level < LEVELS ? static_cast<std::uint8_t>(1u << level) : 0;
+        std::uint8_t& field = allowed[static_cast<std::size_t>(qudit)];
+        field = is_equal ? static_cast<std::uint8_t>(field & bit) : static_cast<std::uint8_t>(field & ~bit);
     }
 
-    // One allowed level is an equality; one or two excluded of four levels
-    // are one or two inequalities, each in its own group.
-    void compile() {
+    // One allowed level is an equality of the field; of a qutrit's three,
+    // {0, 1} and {0, 2} are one bit clear, and {1, 2} is "nonzero".
+    void compile(const std::array<std::uint8_t, T::size()>& allowed) {
         for (std::uint32_t q = 0; q < T::size(); ++q) {
-            const std::uint8_t allowed = allowed_[q];
             const unsigned shift = T::shift_of(q);
-            if (allowed == ALL_LEVELS) continue;
-            if (allowed == 0) {
+            const std::uint8_t levels = allowed[q];
+            if (levels == ALL_LEVELS) continue;
+            if (levels == 0) {
                 // Nothing passes: a want no masked word can equal.
                 equal_mask_ = 0;
                 equal_want_ = 1;
                 return;
             }
-            if (std::popcount(allowed) == 1) {
+            if (std::popcount(levels) == 1) {
                 equal_mask_ |= FIELD << shift;
-                equal_want_ |= static_cast<std::uint64_t>(std::countr_zero(allowed)) << shift;
-                continue;
-            }
-            unsigned group = 0;
-            for (std::uint64_t level = 0; level <= FIELD; ++level) {
-                if (allowed & (1u << level)) continue;
-                differ_mask_[group] |= FIELD << shift;
-                differ_from_[group] |= level << shift;
-                differ_low_[group] |= std::uint64_t{1} << shift;
-                ++group;
+                equal_want_ |= static_cast<std::uint64_t>(std::countr_zero(levels)) << shift;
+            } else if (levels == 0b011) {  // 0 or 1 of a qutrit: high bit clear
+                equal_mask_ |= std::uint64_t{2} << shift;
+            } else if (levels == 0b101) {  // 0 or 2: low bit clear
+                equal_mask_ |= std::uint64_t{1} << shift;
+            } else {  // 1 or 2
+                nonzero_mask_ |= FIELD << shift;
+                nonzero_low_ |= std::uint64_t{1} << shift;
             }
         }
     }
 
-    std::array<std::uint8_t, T::size()> allowed_{};
     std::uint64_t equal_mask_ = 0;
     std::uint64_t equal_want_ = 0;
-    std::uint64_t differ_mask_[2] = {};
-    std::uint64_t differ_from_[2] = {};
-    std::uint64_t differ_low_[2] = {};
+    std::uint64_t nonzero_mask_ = 0;
+    std::uint64_t nonzero_low_ = 0;
 };
 
 }  // namespace vortan::qudit

@@ -61,7 +61,8 @@ std::vector<DynamicBasisEntry> random_list(std::mt19937& rng) {
     const bool odd = pick(3) == 0;
     std::normal_distribution<double> gauss;
     std::vector<DynamicBasisEntry> list;
-    for (int count = 1 + pick(40); count > 0; --count) {
+    // Now and then past 64 entries, so that a bitmap of them spans several words.
+    for (int count = 1 + pick(pick(4) == 0 ? 300 : 40); count > 0; --count) {
         std::vector<Dit> dits;
         for (int q = 0; q < n; ++q) dits.push_back({static_cast<std::uint64_t>(pick(static_cast<int>(dims[q]))), dims[q]});
         if (odd && pick(4) == 0) {
