@@ -14,7 +14,9 @@ namespace vortan::bench {
 double clone_seconds(std::uint64_t entries);
 
 /// Adds the counter "x_clone": the CPU time of one of `units_per_iteration`
-/// units of work over clone_seconds(entries). Call after the timed loop.
+/// units of work over clone_seconds(entries). Call after the timed loop. It
+/// is an inverted rate, which the console prints with an "s": read it as a
+/// plain number.
 void report_clone_ratio(benchmark::State& st, std::uint64_t entries, double units_per_iteration = 1.0);
 
 }  // namespace vortan::bench
