@@ -19,6 +19,7 @@
 #include <random>
 #include <vector>
 
+#include "clone_ratio.h"
 #include "property/entangle.h"
 #include "property/predicate_record.h"
 #include "property/quantum_property.h"
@@ -258,6 +259,8 @@ void report(benchmark::State& st, const Workload& w) {
     st.counters["entries"] = static_cast<double>(size);
     st.counters["ns/op"] = benchmark::Counter(static_cast<double>(st.iterations() * OPS),
                                               benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    // Per operation, against a copy of the group the operations work on.
+    vortan::bench::report_clone_ratio(st, size, OPS);
 }
 
 void BM_batch(benchmark::State& st, bool large) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "clone_ratio.h"
 #include "property/entangle.h"
 
 namespace {
@@ -45,6 +46,8 @@ void BM_entangle(benchmark::State& st) {
         st.ResumeTiming();
     }
     st.SetItemsProcessed(st.iterations() * st.range(0) * st.range(1));
+    // Per produced entry: the unit is a copy of the product.
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0) * st.range(1)));
 }
 BENCHMARK(BM_entangle)->Args({400, 250})->Args({10, 100})->Unit(benchmark::kMicrosecond);
 

@@ -10,6 +10,7 @@
 #include <random>
 #include <vector>
 
+#include "clone_ratio.h"
 #include "qudit/state.h"
 
 namespace {
@@ -63,6 +64,7 @@ void BM_is_factorizable_product(benchmark::State& st) {
     if (!state->is_factorizable(0)) st.SkipWithError("a product state tested as entangled");
     for (auto _ : st) benchmark::DoNotOptimize(state->is_factorizable(0));
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_is_factorizable_product)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
@@ -72,6 +74,7 @@ void BM_is_factorizable_entangled(benchmark::State& st) {
     if (state->is_factorizable(0)) st.SkipWithError("an entangled state tested as a product");
     for (auto _ : st) benchmark::DoNotOptimize(state->is_factorizable(0));
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_is_factorizable_entangled)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "clone_ratio.h"
 #include "qudit/state_impl.h"
 
 namespace {
@@ -37,6 +38,7 @@ void in_place(benchmark::State& st, Gate gate) {
     }
     st.counters["ns/entry"] = benchmark::Counter(static_cast<double>(st.iterations() * st.range(0)),
                                                  benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 
 // Spreading gates change the state: each iteration starts from a fresh clone.
@@ -54,6 +56,7 @@ void spreading(benchmark::State& st, Gate gate) {
     }
     st.counters["ns/entry"] = benchmark::Counter(static_cast<double>(st.iterations() * st.range(0)),
                                                  benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 
 void sizes(benchmark::internal::Benchmark* b) {

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "clone_ratio.h"
 #include "qudit/state.h"
 
 namespace {
@@ -48,6 +49,7 @@ void BM_probabilities(benchmark::State& st) {
     const auto qudits = first_qudits(st.range(1));
     for (auto _ : st) benchmark::DoNotOptimize(state->probabilities(qudits));
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_probabilities)
     ->ArgsProduct({{10000, 100000}, {1, 2, 12}})
@@ -65,6 +67,7 @@ void BM_measure(benchmark::State& st) {
         benchmark::DoNotOptimize(state->measure(qudits));
     }
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_measure)
     ->ArgsProduct({{10000, 100000}, {1, 2}})
@@ -78,6 +81,7 @@ void BM_reduced_density_matrix(benchmark::State& st) {
     const auto qudits = first_qudits(st.range(1));
     for (auto _ : st) benchmark::DoNotOptimize(state->reduced_density_matrix(qudits));
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_reduced_density_matrix)
     ->ArgsProduct({{10000, 100000}, {1, 2}})

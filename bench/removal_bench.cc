@@ -14,6 +14,7 @@
 #include <memory>
 #include <vector>
 
+#include "clone_ratio.h"
 #include "api/handles.h"
 #include "property/entangle.h"
 #include "property/remove_qudit.h"
@@ -93,6 +94,7 @@ void BM_remove_qudit(benchmark::State& st, bool superposed) {
     if (left != (superposed ? count / 2 : count) || !renumbered) st.SkipWithError("removal left a wrong group");
     st.counters["ns/entry"] = benchmark::Counter(static_cast<double>(st.iterations() * st.range(0)),
                                                  benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 
 void sizes(benchmark::internal::Benchmark* b) {
@@ -125,6 +127,7 @@ void BM_factorize_and_destroy(benchmark::State& st, bool superposed) {
     }
     st.counters["ns/entry"] = benchmark::Counter(static_cast<double>(st.iterations() * st.range(0)),
                                                  benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK_CAPTURE(BM_factorize_and_destroy, definite, false)->Arg(10000)->ArgName("entries")
     ->Unit(benchmark::kMicrosecond);

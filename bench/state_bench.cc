@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "clone_ratio.h"
 #include "qudit/state_impl.h"
 
 namespace {
@@ -33,6 +34,7 @@ void BM_construct(benchmark::State& st) {
     const auto list = distinct_entries(static_cast<std::size_t>(st.range(0)));
     for (auto _ : st) benchmark::DoNotOptimize(make_state(3, 12, list));
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_construct)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
@@ -43,6 +45,7 @@ void BM_construct_merging(benchmark::State& st) {
     list.insert(list.end(), copy.begin(), copy.end());
     for (auto _ : st) benchmark::DoNotOptimize(make_state(3, 12, list));
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_construct_merging)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
@@ -51,6 +54,7 @@ void BM_clone(benchmark::State& st) {
     const auto state = make_state(3, 12, distinct_entries(static_cast<std::size_t>(st.range(0))));
     for (auto _ : st) benchmark::DoNotOptimize(state->clone());
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_clone)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
@@ -59,6 +63,7 @@ void BM_basis_entries(benchmark::State& st) {
     const auto state = make_state(3, 12, distinct_entries(static_cast<std::size_t>(st.range(0))));
     for (auto _ : st) benchmark::DoNotOptimize(state->basis_entries());
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_basis_entries)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
@@ -73,6 +78,7 @@ void BM_normalize(benchmark::State& st) {
         benchmark::ClobberMemory();
     }
     st.SetItemsProcessed(st.iterations() * st.range(0));
+    vortan::bench::report_clone_ratio(st, static_cast<std::uint64_t>(st.range(0)));
 }
 BENCHMARK(BM_normalize)->Arg(100000)->Unit(benchmark::kMicrosecond);
 

@@ -3,51 +3,57 @@
 
 #include <cmath>
 #include <complex>
+#include <vector>
 
+#include "qudit/gates/entry_kernels.h"
 #include "qudit/gates/fraction_period.h"
+#include "qudit/selection.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
 namespace {
 
-std::complex<double> turn(double angle) { return {std::cos(angle), std::sin(angle)}; }
-
-// e^(2 pi i v f / d) with the angle formed as (v * f) * (2 pi / d). A dit of a
-// packed form has few possible (value, dimension) pairs, so each factor is
-// computed once per call: the same sines, not one per entry.
-class ClockFactors {
-public:
-    explicit ClockFactors(double fraction) : fraction_(fraction) {}
-
-    std::complex<double> operator()(const Dit& dit) {
-        if (dit.value >= 4 || dit.dimension >= 5) return compute(dit);
-        const std::size_t slot = dit.value * 5 + dit.dimension;
-        if (!known_[slot]) {
-            cache_[slot] = compute(dit);
-            known_[slot] = true;
+/// The packed walk: each target's factors for every level its field can
+/// hold, from the first entry's dimension, looked up by the field. Declines
+/// (false) where an index is out of range, for the checked road to judge.
+template <class T>
+bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Targets& targets,
+                                  ClockFactors& factor, const Predicates& predicates) {
+    if (!Selection<T>::fits(targets) || !Selection<T>::fits(predicates)) return false;
+    if (entries.empty()) return true;
+    struct Target {
+        unsigned shift;
+        std::complex<double> factor[T::mask + 1];
+    };
+    const std::uint64_t dimensions = entries.front().dits.dimensions;
+    std::vector<Target> table(targets.size());
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        table[i].shift = T::shift_of(static_cast<std::uint32_t>(targets[i]));
+        const std::uint64_t d = ((dimensions >> table[i].shift) & T::mask) + 1;
+        for (std::uint64_t v = 0; v <= T::mask; ++v) table[i].factor[v] = factor(Dit{v, d});
+    }
+    const Selection<T> selection(predicates);
+    for (BasisEntry<T>& entry : entries) {
+        const std::uint64_t values = entry.dits.values;
+        if (!selection.passes(values)) continue;
+        if (entry.dits.dimensions != dimensions) {
+            turn_clock(entry.amplitude, entry.dits, targets, factor);
+            continue;
         }
-        return cache_[slot];
+        for (const Target& target : table)
+            entry.amplitude = entry.amplitude * target.factor[(values >> target.shift) & T::mask];
     }
+    return true;
+}
 
-private:
-    std::complex<double> compute(const Dit& dit) const {
-        return turn((static_cast<double>(dit.value) * fraction_) * (TWO_PI / static_cast<double>(dit.dimension)));
-    }
-    double fraction_;
-    std::complex<double> cache_[20];
-    bool known_[20] = {};
-};
-
-// Targets multiply in list order, so rounding follows the list.
 template <class T>
 void multiply_clock_phases(std::vector<BasisEntry<T>>& entries, const Targets& targets, double fraction,
                            const Predicates& predicates) {
     ClockFactors factor(fraction);
-    for (BasisEntry<T>& entry : entries) {
-        if (!entry_passes_predicates(entry.dits, predicates)) continue;
-        const T& dits = entry.dits;
-        for (std::int32_t target : targets) entry.amplitude = entry.amplitude * factor(dits[target]);
-    }
+    if constexpr (!is_dynamic_v<T>)
+        if (multiply_clock_phases_packed(entries, targets, factor, predicates)) return;
+    for (BasisEntry<T>& entry : entries)
+        if (entry_passes_predicates(entry.dits, predicates)) turn_clock(entry.amplitude, entry.dits, targets, factor);
 }
 
 }  // namespace
@@ -70,9 +76,19 @@ void State<T>::fractional_clock(const Targets& targets, double fraction, const P
 template <class T>
 void State<T>::phase_rotate(const Predicates& predicates, double angle) {
     if (entries_.empty()) return;
-    const std::complex<double> factor = turn(angle);
-    for (Entry& entry : entries_)
-        if (entry_passes_predicates(entry.dits, predicates)) entry.amplitude = entry.amplitude * factor;
+    const std::complex<double> factor(std::cos(angle), std::sin(angle));
+    bool packed = false;
+    if constexpr (!is_dynamic_v<T>) {
+        if (Selection<T>::fits(predicates)) {
+            const Selection<T> selection(predicates);
+            for (Entry& entry : entries_)
+                if (selection.passes(entry.dits.values)) entry.amplitude = entry.amplitude * factor;
+            packed = true;
+        }
+    }
+    if (!packed)
+        for (Entry& entry : entries_)
+            if (entry_passes_predicates(entry.dits, predicates)) entry.amplitude = entry.amplitude * factor;
     check_state_size();
 }
 

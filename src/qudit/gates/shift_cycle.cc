@@ -1,23 +1,121 @@
 // Level-moving gates: shift (down) and cycle (up) in place, and their
 // fractional powers as a fractional clock conjugated by Hadamards.
 
+#include <array>
+
+#include "qudit/gates/entry_kernels.h"
 #include "qudit/gates/fraction_period.h"
+#include "qudit/selection.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
+namespace {
+
+/// A map of the values word that sends each field through a table of its
+/// levels: the steps of all targets of one call, composed.
+template <class T>
+class LevelMap {
+public:
+    /// Applies `to` (level -> level, for every level a field can hold) to dit
+    /// q after what the map already does there.
+    void then(std::uint32_t q, const std::array<std::uint8_t, 4>& to) {
+        const unsigned shift = T::shift_of(q);
+        if constexpr (T::max_dimension == 2) {
+            // A map of one bit keeps or flips it, or sets it to a constant:
+            // (v & keep) ^ flip, and such maps compose bit by bit.
+            const std::uint64_t bit = std::uint64_t{1} << shift;
+            const std::uint64_t keep = to[0] != to[1] ? bit : 0;
+            const std::uint64_t flip = to[0] ? bit : 0;
+            flip_ = (flip_ & (keep | ~bit)) ^ flip;
+            keep_ &= keep | ~bit;
+        } else {
+            Field* field = fields_.begin();
+            while (field != fields_.begin() + count_ && field->shift != shift) ++field;
+            if (field == fields_.begin() + count_) {
+                *field = {shift, IDENTITY};
+                ++count_;
+            }
+            std::uint8_t composed = 0;
+            for (unsigned v = 0; v < 4; ++v)
+                composed |= static_cast<std::uint8_t>(to[(field->to >> (2 * v)) & 3] << (2 * v));
+            field->to = composed;
+        }
+    }
+
+    std::uint64_t operator()(std::uint64_t values) const {
+        if constexpr (T::max_dimension == 2) {
+            return (values & keep_) ^ flip_;
+        } else {
+            for (unsigned i = 0; i < count_; ++i) {
+                const std::uint64_t level = (values >> fields_[i].shift) & 3;
+                const std::uint64_t image = (fields_[i].to >> (2 * level)) & 3;
+                values ^= (level ^ image) << fields_[i].shift;
+            }
+            return values;
+        }
+    }
+
+private:
+    // Levels 0..3 to themselves, two bits per level.
+    static constexpr std::uint8_t IDENTITY = 0b11100100;
+    struct Field {
+        unsigned shift;
+        std::uint8_t to;  // image of level v in bits 2v, 2v+1
+    };
+    std::uint64_t keep_ = ~std::uint64_t{0};
+    std::uint64_t flip_ = 0;
+    std::array<Field, T::size()> fields_{};
+    unsigned count_ = 0;
+};
+
+/// The packed walk: declines (false, nothing touched) where an index is out
+/// of range or the first entry's dimension of a target would make the step
+/// throw, so that the checked road fails exactly where it always has.
+template <class T>
+bool step_levels_packed(std::vector<BasisEntry<T>>& entries, const Targets& targets, const Predicates& predicates,
+                        bool up) {
+    if (!Selection<T>::fits(targets) || !Selection<T>::fits(predicates)) return false;
+    const std::uint64_t dimensions = entries.front().dits.dimensions;
+    LevelMap<T> map;
+    for (const std::int32_t target : targets) {
+        const auto q = static_cast<std::uint32_t>(target);
+        const std::uint64_t d = ((dimensions >> T::shift_of(q)) & T::mask) + 1;
+        // A dimension past D cannot be written back; a dimension of 1 has no
+        // step of 1.
+        if (d > T::max_dimension || (up && d == 1)) return false;
+        std::array<std::uint8_t, 4> to{};
+        for (std::uint64_t v = 0; v <= T::mask; ++v) to[v] = static_cast<std::uint8_t>((v + (up ? 1 : d - 1)) % d);
+        map.then(q, to);
+    }
+    const Selection<T> selection(predicates);
+    for (BasisEntry<T>& entry : entries) {
+        if (!selection.passes(entry.dits.values)) continue;
+        // Entries normally share one dimensions word; one that differs takes
+        // the checked road, which may refuse it as it always has.
+        if (entry.dits.dimensions != dimensions)
+            step_levels(entry.dits, targets, up);
+        else
+            entry.dits.values = map(entry.dits.values);
+    }
+    return true;
+}
+
+template <class T>
+void step_selected_levels(std::vector<BasisEntry<T>>& entries, const Targets& targets, const Predicates& predicates,
+                          bool up) {
+    if constexpr (!is_dynamic_v<T>)
+        if (step_levels_packed(entries, targets, predicates, up)) return;
+    for (BasisEntry<T>& entry : entries)
+        if (entry_passes_predicates(entry.dits, predicates)) step_levels(entry.dits, targets, up);
+}
+
+}  // namespace
 
 template <class T>
 void State<T>::shift(const Targets& targets, const Predicates& predicates) {
     check_target_control_overlap(targets, predicates, "Shift operation has overlapping targets and controls");
     if (entries_.empty()) return;
-    for (Entry& entry : entries_) {
-        if (!entry_passes_predicates(entry.dits, predicates)) continue;
-        // Adding d - 1 on the ring of the dit is subtracting one.
-        for (std::int32_t target : targets) {
-            auto dit = entry.dits[target];
-            entry.dits[target] = dit + (static_cast<Dit>(dit).dimension - 1);
-        }
-    }
+    step_selected_levels(entries_, targets, predicates, false);
     check_state_size();
 }
 
@@ -25,10 +123,7 @@ template <class T>
 void State<T>::cycle(const Targets& targets, const Predicates& predicates) {
     check_target_control_overlap(targets, predicates, "Cycle operation has overlapping targets and controls");
     if (entries_.empty()) return;
-    for (Entry& entry : entries_) {
-        if (!entry_passes_predicates(entry.dits, predicates)) continue;
-        for (std::int32_t target : targets) entry.dits[target] = entry.dits[target] + 1;
-    }
+    step_selected_levels(entries_, targets, predicates, true);
     check_state_size();
 }
 

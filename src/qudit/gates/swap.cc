@@ -4,17 +4,41 @@
 #include <cmath>
 #include <complex>
 
+#include "qudit/gates/entry_kernels.h"
+#include "qudit/selection.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
 namespace {
 
+/// Exchanges the whole dits q1 and q2 of the selected entries and multiplies
+/// those whose two values differ by `moved`, on the packed words: the value
+/// fields trade places; the dimension fields are equal in the first entry's
+/// word, so every entry that shares it keeps it. An entry of another word
+/// takes the checked road. Declines (false) where that shared dimension is
+/// past D and could not be written back. `turn` tells i-swap from swap.
 template <class T>
-void exchange(T& dits, std::int32_t qudit1, std::int32_t qudit2) {
-    const Dit first = static_cast<const T&>(dits)[qudit1];
-    const Dit second = static_cast<const T&>(dits)[qudit2];
-    dits[qudit1] = second;
-    dits[qudit2] = first;
+bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, std::int32_t qudit2,
+                     const Predicates& predicates, bool turn, std::complex<double> moved) {
+    const unsigned shift1 = T::shift_of(static_cast<std::uint32_t>(qudit1));
+    const unsigned shift2 = T::shift_of(static_cast<std::uint32_t>(qudit2));
+    const std::uint64_t dimensions = entries.front().dits.dimensions;
+    if (((dimensions >> shift1) & T::mask) + 1 > T::max_dimension) return false;
+    const Selection<T> selection(predicates);
+    for (BasisEntry<T>& entry : entries) {
+        const std::uint64_t values = entry.dits.values;
+        if (!selection.passes(values)) continue;
+        const std::uint64_t differ = ((values >> shift1) ^ (values >> shift2)) & T::mask;
+        if (turn && differ == 0) continue;
+        if (entry.dits.dimensions != dimensions) {
+            if (turn) entry.amplitude = entry.amplitude * moved;
+            exchange(entry.dits, qudit1, qudit2);
+            continue;
+        }
+        if (turn) entry.amplitude = entry.amplitude * moved;
+        entry.dits.values = values ^ ((differ << shift1) | (differ << shift2));
+    }
+    return true;
 }
 
 }  // namespace
@@ -37,8 +61,11 @@ void State<T>::swap(std::int32_t qudit1, std::int32_t qudit2, const Predicates& 
     check_pair(qudit1, qudit2, predicates, "Swap operation has overlapping targets and controls", "swap",
                "Targets of swap operation have different dimensions");
     if (entries_.empty()) return;
-    for (Entry& entry : entries_)
-        if (entry_passes_predicates(entry.dits, predicates)) exchange(entry.dits, qudit1, qudit2);
+    bool packed = false;
+    if constexpr (!is_dynamic_v<T>) packed = exchange_packed(entries_, qudit1, qudit2, predicates, false, {});
+    if (!packed)
+        for (Entry& entry : entries_)
+            if (entry_passes_predicates(entry.dits, predicates)) exchange(entry.dits, qudit1, qudit2);
     check_state_size();
 }
 
@@ -59,6 +86,8 @@ void State<T>::i_swap(std::int32_t qudit1, std::int32_t qudit2, double fraction,
     // At odd whole fractions nothing stays behind: a pure relabelling with a
     // phase, in place, and no partner can meet another.
     if (std::abs(c) < 1e-12) {
+        if constexpr (!is_dynamic_v<T>)
+            if (exchange_packed(entries_, qudit1, qudit2, predicates, true, std::complex<double>(0.0, s))) return;
         for (Entry& entry : entries_) {
             if (!entry_passes_predicates(entry.dits, predicates) || !values_differ(entry.dits)) continue;
             entry.amplitude = entry.amplitude * std::complex<double>(0.0, s);

@@ -1,6 +1,8 @@
 // The outcome distribution of a list of qudits: the one place where
 // amplitudes become probabilities.
 
+#include <algorithm>
+#include <bit>
 #include <unordered_map>
 
 #include "qudit/measurement/word_index.h"
@@ -8,6 +10,9 @@
 
 namespace vortan::qudit {
 namespace {
+
+// How many entries ahead a lookup of the hashed path is prefetched.
+constexpr std::size_t LOOKAHEAD = 16;
 
 struct OutcomeKeyHash {
     std::size_t operator()(const std::vector<std::int32_t>& outcome) const {
@@ -39,21 +44,53 @@ std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t
         // in order of first occurrence and sum in storage order.
         std::uint64_t mask = 0;
         for (const std::int32_t q : qudits) mask |= T::mask << T::shift_of(static_cast<std::uint32_t>(q));
-        WordIndex index;
-        for (const Entry& entry : entries_) {
-            const double p = squared_magnitude(entry.amplitude);
-            const auto position = static_cast<std::uint32_t>(result.size());
-            const std::uint32_t found = index.find_or_insert(entry.dits.values & mask, position);
-            if (found != WordIndex::NONE) {
-                result[found].probability += p;
-                continue;
+        // `position_of(key, position)` is the record of a masked word, or NONE
+        // after it has recorded `position` for it.
+        const auto tally = [&](auto&& position_of, auto&& ahead) {
+            const std::size_t n = entries_.size();
+            for (std::size_t i = 0; i < n; ++i) {
+                const Entry& entry = entries_[i];
+                if (i + LOOKAHEAD < n) ahead(entries_[i + LOOKAHEAD].dits.values & mask);
+                const double p = squared_magnitude(entry.amplitude);
+                const auto position = static_cast<std::uint32_t>(result.size());
+                const std::uint32_t found = position_of(entry.dits.values & mask, position);
+                if (found != WordIndex::NONE) {
+                    result[found].probability += p;
+                    continue;
+                }
+                OutcomeProbability record;
+                record.outcome.reserve(qudits.size());
+                for (const std::int32_t q : qudits)
+                    record.outcome.push_back(
+                        static_cast<std::int32_t>(entry.dits.value_at(static_cast<std::uint32_t>(q))));
+                record.probability = p;
+                result.push_back(std::move(record));
             }
-            OutcomeProbability record;
-            record.outcome.reserve(qudits.size());
-            for (const std::int32_t q : qudits)
-                record.outcome.push_back(static_cast<std::int32_t>(entry.dits.value_at(static_cast<std::uint32_t>(q))));
-            record.probability = p;
-            result.push_back(std::move(record));
+        };
+        // Few listed bits, or few enough for the entries: the masked word,
+        // moved down, indexes a table of positions directly.
+        const unsigned low = static_cast<unsigned>(std::countr_zero(mask));
+        const std::uint64_t span = (mask >> low) + 1;
+        if (span <= 65536 && span <= 4 * entries_.size() + 64) {
+            std::vector<std::uint32_t> table(span, WordIndex::NONE);
+            tally(
+                [&](std::uint64_t key, std::uint32_t position) {
+                    std::uint32_t& slot = table[key >> low];
+                    if (slot != WordIndex::NONE) return slot;
+                    slot = position;
+                    return WordIndex::NONE;
+                },
+                [](std::uint64_t) {});
+        } else {
+            // As many outcomes as entries at most, and as the listed bits allow.
+            const unsigned bits = static_cast<unsigned>(std::popcount(mask));
+            const std::size_t most = bits >= 32 ? entries_.size()
+                                                : std::min<std::size_t>(entries_.size(), std::size_t{1} << bits);
+            WordIndex index(most);
+            result.reserve(most);
+            // A table this large misses the cache on most lookups: ask early.
+            tally([&](std::uint64_t key, std::uint32_t position) { return index.find_or_insert(key, position); },
+                  [&](std::uint64_t key) { index.prefetch(key); });
         }
     } else {
         std::unordered_map<std::vector<std::int32_t>, std::size_t, OutcomeKeyHash> index;

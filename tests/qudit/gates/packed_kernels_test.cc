@@ -1,0 +1,211 @@
+// The packed kernels of the in-place gates and of the outcome tests against
+// the checked per-entry road, on seeded random states that include odd ones:
+// dits of another dimension in some entries, values not below their dit's
+// dimension, dits of dimension 1, and dimension fields past D. Each call must
+// leave the same entries bit for bit, in the same order, and throw the same
+// text, including where a refusal comes after some entries were changed.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <typeinfo>
+#include <utility>
+
+#include "qudit/gates/entry_kernels.h"
+#include "qudit/state_impl.h"
+
+namespace vortan::qudit {
+namespace {
+
+template <class T>
+using Entries = std::vector<BasisEntry<T>>;
+
+/// What a call threw, its type and text; empty when nothing.
+using Outcome = std::string;
+
+template <class F>
+Outcome run(F&& f) {
+    try {
+        f();
+    } catch (const std::exception& e) {
+        return std::string(typeid(e).name()) + ": " + e.what();
+    }
+    return {};
+}
+
+template <class T>
+void expect_same_entries(const Entries<T>& got, const Entries<T>& want, const std::string& where) {
+    ASSERT_EQ(got.size(), want.size()) << where;
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        EXPECT_EQ(got[i].dits.values, want[i].dits.values) << where << " entry " << i;
+        EXPECT_EQ(got[i].dits.dimensions, want[i].dits.dimensions) << where << " entry " << i;
+        EXPECT_EQ(std::memcmp(&got[i].amplitude, &want[i].amplitude, sizeof(std::complex<double>)), 0)
+            << where << " entry " << i;
+    }
+}
+
+/// Random entries over the packed form T. Most states give every entry the
+/// same dimensions (qubits and, under D = 3, qutrits); odd ones change some
+/// entries' dits, write values at or past a dit's dimension, leave trailing
+/// dits unwritten (dimension 1), or write a dimension 0 whose unmasked bits
+/// raise the fields above it past D.
+template <class T>
+std::vector<DynamicBasisEntry> random_list(std::mt19937& rng) {
+    const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    const int n = static_cast<int>(T::size()), d_max = static_cast<int>(T::max_dimension);
+    std::vector<std::uint64_t> dims(n);
+    for (auto& d : dims) d = static_cast<std::uint64_t>(2 + pick(d_max - 1));
+    const bool odd = pick(3) == 0;
+    std::normal_distribution<double> gauss;
+    std::vector<DynamicBasisEntry> list;
+    // Now and then past 64 entries, so that a bitmap of them spans several words.
+    for (int count = 1 + pick(pick(4) == 0 ? 300 : 40); count > 0; --count) {
+        std::vector<Dit> dits;
+        for (int q = 0; q < n; ++q) dits.push_back({static_cast<std::uint64_t>(pick(static_cast<int>(dims[q]))), dims[q]});
+        if (odd && pick(4) == 0) {
+            Dit& dit = dits[static_cast<std::size_t>(pick(n))];
+            switch (pick(4)) {
+                case 0: dit.dimension = static_cast<std::uint64_t>(1 + pick(d_max)); break;
+                case 1: dit.value = static_cast<std::uint64_t>(pick(d_max)); break;
+                case 2: dits.resize(static_cast<std::size_t>(pick(n))); break;
+                default: dit.dimension = pick(8) == 0 ? 0 : 1; break;
+            }
+        }
+        list.push_back({DynamicDitArray(std::move(dits)), {gauss(rng), gauss(rng)}});
+    }
+    return list;
+}
+
+template <class T>
+class PackedKernels : public ::testing::Test {};
+using Shapes = ::testing::Types<DitArray<2, 3>, DitArray<2, 12>, DitArray<3, 4>, DitArray<3, 12>>;
+TYPED_TEST_SUITE(PackedKernels, Shapes);
+
+// Controls of both senses with values from -1 to 4 (past every field), now
+// and then naming a qudit out of range; targets likewise, sometimes twice.
+TYPED_TEST(PackedKernels, single_target_gates_match_the_checked_road) {
+    using T = TypeParam;
+    std::mt19937 rng(7);
+    const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    const int n = static_cast<int>(T::size());
+    const auto index = [&] { return pick(30) == 0 ? (pick(2) ? n : -1) : pick(n); };
+    for (int round = 0; round < 3000; ++round) {
+        State<T> state(T::max_dimension, T::size(), random_list<T>(rng));
+        Entries<T> want = state.entries();
+        Targets targets{index()};
+        if (pick(4) == 0) targets.push_back(pick(3) == 0 ? targets[0] : index());
+        Predicates predicates;
+        for (int k = pick(4); k > 0; --k) {
+            const Predicate p{index(), pick(6) - 1, pick(2) == 1};
+            if (std::find(targets.begin(), targets.end(), p.qudit_index) == targets.end()) predicates.push_back(p);
+        }
+        const int gate = pick(5);
+        const double fraction = pick(2) ? 1.0 : std::uniform_real_distribution<double>(-2.0, 2.0)(rng);
+        const Outcome got = run([&] {
+            switch (gate) {
+                case 0: state.shift(targets, predicates); break;
+                case 1: state.cycle(targets, predicates); break;
+                case 2: state.clock(targets, predicates); break;
+                case 3: state.fractional_clock(targets, fraction, predicates); break;
+                default: state.phase_rotate(predicates, fraction); break;
+            }
+        });
+        ClockFactors factor(gate == 2 ? 1.0 : fraction);
+        const std::complex<double> turn(std::cos(fraction), std::sin(fraction));
+        const Outcome expected = run([&] {
+            for (BasisEntry<T>& entry : want) {
+                if (!entry_passes_predicates(entry.dits, predicates)) continue;
+                if (gate < 2) step_levels(entry.dits, targets, gate == 1);
+                else if (gate < 4) turn_clock(entry.amplitude, entry.dits, targets, factor);
+                else entry.amplitude = entry.amplitude * turn;
+            }
+        });
+        const std::string where = "round " + std::to_string(round) + " gate " + std::to_string(gate);
+        EXPECT_EQ(got, expected) << where;
+        expect_same_entries(state.entries(), want, where);
+    }
+}
+
+// Valid pairs and controls (their checks come first and are unchanged), pairs
+// of unequal dimension in the first entry refused, whole i-swaps at odd
+// multiples of the quarter turn.
+TYPED_TEST(PackedKernels, swap_and_whole_i_swap_match_the_checked_road) {
+    using T = TypeParam;
+    std::mt19937 rng(11);
+    const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    const int n = static_cast<int>(T::size());
+    if (n < 2) return;
+    for (int round = 0; round < 3000; ++round) {
+        State<T> state(T::max_dimension, T::size(), random_list<T>(rng));
+        Entries<T> want = state.entries();
+        const int q1 = pick(n), q2 = (q1 + 1 + pick(n - 1)) % n;
+        Predicates predicates;
+        for (int k = pick(4); k > 0; --k)
+            if (const int q = pick(n); q != q1 && q != q2) predicates.push_back({q, pick(6) - 1, pick(2) == 1});
+        const bool turn = pick(2);
+        const double fraction = turn ? std::vector<double>{1.0, -1.0, 3.0}[static_cast<std::size_t>(pick(3))] : 0.0;
+        const Outcome got = run([&] { turn ? state.i_swap(q1, q2, fraction, predicates) : state.swap(q1, q2, predicates); });
+        const double s = std::sin(fraction * 1.5707963267948966);
+        const Outcome expected = run([&] {
+            if (want.empty()) return;
+            if (std::as_const(want.front().dits)[q1].dimension != std::as_const(want.front().dits)[q2].dimension) throw DifferentDimensions(
+                turn ? "Targets of fractional-i-swap operation have different dimensions"
+                     : "Targets of swap operation have different dimensions");
+            for (BasisEntry<T>& entry : want) {
+                if (!entry_passes_predicates(entry.dits, predicates)) continue;
+                if (turn) {
+                    if (std::as_const(entry.dits)[q1].value == std::as_const(entry.dits)[q2].value) continue;
+                    entry.amplitude = entry.amplitude * std::complex<double>(0.0, s);
+                }
+                exchange(entry.dits, q1, q2);
+            }
+        });
+        const std::string where = "round " + std::to_string(round) + (turn ? " i_swap" : " swap");
+        EXPECT_EQ(got, expected) << where;
+        expect_same_entries(state.entries(), want, where);
+    }
+}
+
+// The dynamic form reads every dit through its checked road: forced
+// measurement and probabilities on the same list must agree with it in the
+// order of records and survivors, and bit for bit.
+TYPED_TEST(PackedKernels, outcome_tests_match_the_dynamic_form) {
+    using T = TypeParam;
+    std::mt19937 rng(13);
+    const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    const int n = static_cast<int>(T::size());
+    for (int round = 0; round < 2000; ++round) {
+        // Unwritten dits read as 0 in both forms once the lists are full length.
+        std::vector<DynamicBasisEntry> list = random_list<T>(rng);
+        for (DynamicBasisEntry& entry : list) entry.dits.dits.resize(T::size(), Dit{0, 1});
+        State<T> packed(T::max_dimension, T::size(), list);
+        State<DynamicDitArray> dynamic(T::max_dimension, T::size(), list);
+        std::vector<std::int32_t> qudits;
+        for (int k = pick(4); k > 0; --k) qudits.push_back(pick(n));
+        const auto p = packed.probabilities(qudits), q = dynamic.probabilities(qudits);
+        ASSERT_EQ(p.size(), q.size()) << round;
+        for (std::size_t i = 0; i < p.size(); ++i) {
+            EXPECT_EQ(p[i].outcome, q[i].outcome) << round;
+            EXPECT_EQ(std::memcmp(&p[i].probability, &q[i].probability, sizeof(double)), 0) << round;
+        }
+        // An outcome that mostly occurs; a collapse that leaves nothing throws alike.
+        std::vector<std::int32_t> outcome;
+        const T& some = packed.entries()[static_cast<std::size_t>(pick(static_cast<int>(packed.entries().size())))].dits;
+        for (const std::int32_t qudit : qudits) outcome.push_back(pick(8) ? static_cast<std::int32_t>(some[qudit].value) : pick(3));
+        const Outcome got = run([&] { packed.collapse_to_outcome(qudits, outcome); });
+        const Outcome expected = run([&] { dynamic.collapse_to_outcome(qudits, outcome); });
+        EXPECT_EQ(got, expected) << round;
+        const auto a = packed.basis_entries(), b = dynamic.basis_entries();
+        ASSERT_EQ(a.size(), b.size()) << round;
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            EXPECT_TRUE(a[i].dits == b[i].dits) << round;
+            EXPECT_EQ(std::memcmp(&a[i].amplitude, &b[i].amplitude, sizeof(std::complex<double>)), 0) << round;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vortan::qudit
