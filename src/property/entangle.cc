@@ -14,6 +14,12 @@ using qudit::DynamicBasisEntry;
 using qudit::MAX_STATE_SIZE;
 using qudit::str_cat;
 
+namespace {
+std::unique_ptr<qudit::IState> exchange_product(const qudit::IState& a, const qudit::IState& b,
+                                                std::uint64_t dimension, std::uint64_t qudits_a,
+                                                std::uint64_t qudits_b);
+}  // namespace
+
 void entangle(QuantumProperty& first, QuantumProperty& second) {
     SharedState& a = *first.shared;
     SharedState& b = *second.shared;
@@ -31,31 +37,12 @@ void entangle(QuantumProperty& first, QuantumProperty& second) {
                                                qudits_a, " + ", qudits_b, " qudits)"));
     const std::uint64_t dimension = std::max(a.state->dimension(), b.state->dimension());
 
-    const std::vector<DynamicBasisEntry> list_a = a.state->basis_entries();
-    const std::vector<DynamicBasisEntry> list_b = b.state->basis_entries();
-    const std::uint64_t copied = list_a.size() * list_b.size();
-    if (copied > MAX_STATE_SIZE)
-        throw qudit::StateSizeExceeded(str_cat("Tensor product would produce ~", copied, " basis states (",
-                                               list_a.size(), " x ", list_b.size(), "), exceeding limit of ",
-                                               MAX_STATE_SIZE, " (entangling ", qudits_a, " + ", qudits_b,
-                                               " qudits)"));
-
-    // A's entries are the slow index, B's the fast one. Nothing is dropped
-    // here; the state's constructor merges and removes exact zeros.
-    std::vector<DynamicBasisEntry> list;
-    list.reserve(copied);
-    for (const DynamicBasisEntry& ea : list_a) {
-        for (const DynamicBasisEntry& eb : list_b) {
-            std::vector<qudit::Dit> dits;
-            dits.reserve(ea.dits.dits.size() + eb.dits.dits.size());
-            dits.insert(dits.end(), ea.dits.dits.begin(), ea.dits.dits.end());
-            dits.insert(dits.end(), eb.dits.dits.begin(), eb.dits.dits.end());
-            list.push_back({qudit::DynamicDitArray(std::move(dits)), ea.amplitude * eb.amplitude});
-        }
-    }
-    // The factory is where a thirteenth qudit is refused; until it returns,
-    // neither group has changed.
-    a.state = qudit::make_state(dimension, qudits_a + qudits_b, list);
+    // Packed forms multiply their words directly; the exchange road is left
+    // for the dynamic form and for a product past the qudit limit, which the
+    // factory refuses.
+    std::unique_ptr<qudit::IState> merged = qudit::packed_product(*a.state, *b.state);
+    if (!merged) merged = exchange_product(*a.state, *b.state, dimension, qudits_a, qudits_b);
+    a.state = std::move(merged);
 
     // The local share keeps B alive while its properties leave it.
     const std::shared_ptr<SharedState> group_b = second.shared;
@@ -79,5 +66,38 @@ qudit::IState* tensor_state(std::vector<QuantumProperty*>& targets,
     for (const vortan_predicate_record& predicate : predicates) targets.push_back(predicate.property);
     return tensor_state(targets);
 }
+
+namespace {
+
+// A's entries are the slow index, B's the fast one. Nothing is dropped
+// here; the state's constructor merges and removes exact zeros. The factory
+// is where a thirteenth qudit is refused; until it returns, neither group
+// has changed.
+std::unique_ptr<qudit::IState> exchange_product(const qudit::IState& a, const qudit::IState& b,
+                                                std::uint64_t dimension, std::uint64_t qudits_a,
+                                                std::uint64_t qudits_b) {
+    const std::vector<DynamicBasisEntry> list_a = a.basis_entries();
+    const std::vector<DynamicBasisEntry> list_b = b.basis_entries();
+    const std::uint64_t copied = list_a.size() * list_b.size();
+    if (copied > MAX_STATE_SIZE)
+        throw qudit::StateSizeExceeded(str_cat("Tensor product would produce ~", copied, " basis states (",
+                                               list_a.size(), " x ", list_b.size(), "), exceeding limit of ",
+                                               MAX_STATE_SIZE, " (entangling ", qudits_a, " + ", qudits_b,
+                                               " qudits)"));
+    std::vector<DynamicBasisEntry> list;
+    list.reserve(copied);
+    for (const DynamicBasisEntry& ea : list_a) {
+        for (const DynamicBasisEntry& eb : list_b) {
+            std::vector<qudit::Dit> dits;
+            dits.reserve(ea.dits.dits.size() + eb.dits.dits.size());
+            dits.insert(dits.end(), ea.dits.dits.begin(), ea.dits.dits.end());
+            dits.insert(dits.end(), eb.dits.dits.begin(), eb.dits.dits.end());
+            list.push_back({qudit::DynamicDitArray(std::move(dits)), ea.amplitude * eb.amplitude});
+        }
+    }
+    return qudit::make_state(dimension, qudits_a + qudits_b, list);
+}
+
+}  // namespace
 
 }  // namespace vortan

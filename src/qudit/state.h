@@ -24,6 +24,14 @@ struct BasisEntry {
 /// The exchange form in which entries cross between state types.
 using DynamicBasisEntry = BasisEntry<DynamicDitArray>;
 
+/// A packed entry in a form-neutral record: the two words of a DitArray of
+/// some shape, and the amplitude. How the words read depends on that shape.
+struct PackedEntry {
+    std::uint64_t values;
+    std::uint64_t dimensions;
+    std::complex<double> amplitude;
+};
+
 /// |a|^2 as two products and one sum, real part first. Weights and norms are
 /// all summed from this, never from a modulus, which rounds differently.
 inline double squared_magnitude(std::complex<double> a) { return a.real() * a.real() + a.imag() * a.imag(); }
@@ -115,6 +123,22 @@ public:
     virtual void basis_rotation(std::vector<std::int32_t> dits_a, std::vector<std::int32_t> dits_b,
                                 double angle) = 0;
 
+    /// The packed roads that change the number of qudits (removal, tensor
+    /// product) without the exchange form. Each returns false or null on the
+    /// dynamic form, which has none; callers then take the exchange road.
+    ///
+    /// Copies the entries' two words and amplitude, in storage order.
+    virtual bool packed_entries(std::vector<PackedEntry>& out) const = 0;
+    /// Adds |amplitude|^2 of every entry, in storage order, to the weight of
+    /// the value of `qudit`; the table grows as far as the values demand.
+    /// `qudit` must be in range.
+    virtual bool value_weights(std::int32_t qudit, std::vector<double>& weights) const = 0;
+    /// A state of one qudit fewer and the same D: only the entries whose dit
+    /// `qudit` has the value `keep` (all when `keep` is negative), with the
+    /// last dit moved into the freed place. Built as the factory would build it
+    /// from those entries: equal dits merged, exact zeros dropped.
+    virtual std::unique_ptr<IState> without_qudit(std::int32_t qudit, std::int64_t keep) const = 0;
+
 protected:
     IState() = default;
     IState(const IState&) = default;
@@ -126,5 +150,13 @@ protected:
 /// BadQuditNumber, or what building the entries throws.
 std::unique_ptr<IState> make_state(std::uint64_t dimension, std::uint64_t num_qudits,
                                    const std::vector<DynamicBasisEntry>& entries);
+
+/// The tensor product of two states on the packed road: `a`'s entries the
+/// slow index, `b`'s the fast one, dits of `a` first, amplitudes a times b,
+/// in the shape the factory would choose for the larger D and the summed
+/// qudit count; exact zeros dropped. Null when either state is of the
+/// dynamic form or the sum is past MAX_NUM_QUDITS, where the factory's
+/// refusal belongs to the exchange road.
+std::unique_ptr<IState> packed_product(const IState& a, const IState& b);
 
 }  // namespace vortan::qudit

@@ -19,6 +19,15 @@
 
 namespace vortan::qudit {
 
+/// Significant bits of a packed values word: the key a regrouping sorts on.
+template <class T>
+constexpr unsigned key_bits_of() {
+    if constexpr (is_dynamic_v<T>)
+        return 0;
+    else
+        return static_cast<unsigned>(T::size() * T::bits_per_dit);
+}
+
 /// Sparse state: the basis entries that exist, each with its amplitude, in no
 /// promised order. No two entries have equal dit values; amplitudes are not
 /// kept normalised.
@@ -26,12 +35,18 @@ template <class T>
 class State final : public IState {
 public:
     using Entry = BasisEntry<T>;
+    static constexpr unsigned KEY_BITS = key_bits_of<T>();
 
     /// Builds from an exchange list: equal dits merged (first occurrence keeps
     /// its place and recorded dimensions), exact zeros removed. No
     /// normalisation and no size check; the factory checked the raw length.
     State(std::uint64_t dimension, std::uint64_t num_qudits, const std::vector<DynamicBasisEntry>& list);
     State(const State&) = default;
+    /// Takes packed entries as they are, dropping exact zeros. With
+    /// `distinct` false, equal dits are merged first as above; true promises
+    /// that no two entries share their dits.
+    State(std::vector<Entry> list, bool distinct)
+        requires(!is_dynamic_v<T>);
 
     std::uint64_t dimension() const override;
     std::uint64_t qudit_dimension(std::int32_t qudit) const override;
@@ -68,11 +83,32 @@ public:
     bool is_factorizable(std::int32_t qudit) const override;
     std::vector<DynamicBasisEntry> extract_factor(std::int32_t qudit) const override;
     void basis_rotation(std::vector<std::int32_t> dits_a, std::vector<std::int32_t> dits_b, double angle) override;
+    bool packed_entries(std::vector<PackedEntry>& out) const override;
+    bool value_weights(std::int32_t qudit, std::vector<double>& weights) const override;
+    std::unique_ptr<IState> without_qudit(std::int32_t qudit, std::int64_t keep) const override;
 
     /// Sums entries of equal dits and drops those whose components are both
     /// at most AMPLITUDE_PRUNE_EPSILON. Up to 8 entries keep their order of
     /// first occurrence; longer lists come out sorted by dits.
     static void merge_entries(std::vector<Entry>& list);
+
+    /// Appends `entry` to a list built in ascending order of dits: summed into
+    /// the last entry when their dits are equal, else after the last entry
+    /// has been dropped if it is negligible. The list is done once
+    /// drop_last_if_negligible has run on it.
+    static void append_merged(std::vector<Entry>& list, const Entry& entry) {
+        if (!list.empty()) {
+            if (list.back().dits == entry.dits) {
+                list.back().amplitude += entry.amplitude;
+                return;
+            }
+            drop_last_if_negligible(list);
+        }
+        list.push_back(entry);
+    }
+    static void drop_last_if_negligible(std::vector<Entry>& list) {
+        if (!list.empty() && negligible(list.back().amplitude)) list.pop_back();
+    }
 
     /// Throws BadQuditIndex "<context>: qudit index i out of range [0, n)".
     void check_qudit_index(std::int32_t qudit, const char* context) const;
@@ -94,8 +130,22 @@ private:
 
     /// The frame every spreading gate shares: checks, size estimate, expansion
     /// of each selected entry over the values of each target on a working
-    /// copy, merge, and replacement of the list only at the end.
-    void spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction);
+    /// copy, merge, and replacement of the list only at the end. With
+    /// `previous` the replaced list is moved there rather than freed.
+    void spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction,
+                std::vector<Entry>* previous = nullptr);
+    /// The last expansion of spread on a packed form, regrouped as it is
+    /// made: the merged list of what expanding `source` over `target` gives.
+    static std::vector<Entry> spread_merged(const std::vector<Entry>& source, std::int32_t target, std::uint64_t d,
+                                            std::uint64_t columns, const std::complex<double>* factors,
+                                            const Predicates& predicates, const char* context);
+    /// hadamard, the replaced list moved to `previous` (left alone when the
+    /// state is empty or the gate fails).
+    void hadamard_keeping(const Targets& targets, const Predicates& predicates, std::vector<Entry>& previous);
+    /// Fractional shift without its overlap check: the fractional clock
+    /// conjugated by the Hadamard pair, all or nothing. Fractional cycle is
+    /// the same with the fraction negated.
+    void conjugated_clock(const Targets& targets, double fraction, const Predicates& predicates);
     /// The checks swap and i_swap share: overlap, indices, and (on a state
     /// with entries) equal dimensions of the two dits in the first entry.
     void check_pair(std::int32_t qudit1, std::int32_t qudit2, const Predicates& predicates, const char* overlap,
@@ -121,6 +171,27 @@ State<T>::State(std::uint64_t dimension, std::uint64_t num_qudits, const std::ve
             entries_[found].amplitude += item.amplitude;
     }
     // Only exact zeros go: -0.0 counts, a NaN does not.
+    std::erase_if(entries_, [](const Entry& e) { return e.amplitude.real() == 0.0 && e.amplitude.imag() == 0.0; });
+}
+
+template <class T>
+State<T>::State(std::vector<Entry> list, bool distinct)
+    requires(!is_dynamic_v<T>)
+    : dimension_(T::max_dimension), num_qudits_(T::size()) {
+    if (distinct) {
+        entries_ = std::move(list);
+    } else {
+        entries_.reserve(list.size());
+        EntryIndex<T> index(list.size());
+        for (const Entry& entry : list) {
+            const auto position = static_cast<std::uint32_t>(entries_.size());
+            const std::uint32_t found = index.find_or_insert(entry.dits, position, entries_);
+            if (found == EntryIndex<T>::NONE)
+                entries_.push_back(entry);
+            else
+                entries_[found].amplitude += entry.amplitude;
+        }
+    }
     std::erase_if(entries_, [](const Entry& e) { return e.amplitude.real() == 0.0 && e.amplitude.imag() == 0.0; });
 }
 

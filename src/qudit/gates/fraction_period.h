@@ -14,6 +14,8 @@ inline constexpr double CLOCK_PERIOD = 6.0;
 static_assert(MAX_DIMENSION == 3, "CLOCK_PERIOD must be a multiple of every dimension");
 /// Period of the fractional Hadamard: H^4 = 1.
 inline constexpr double HADAMARD_PERIOD = 4.0;
+/// Period of the fractional i-swap in its fraction: its angle is f * pi/2.
+inline constexpr double I_SWAP_PERIOD = 4.0;
 
 /// Below 2^24 a fraction is evaluated as written, so results stay what they
 /// always were, bit for bit: the rounding of its phases stays near 1e-8

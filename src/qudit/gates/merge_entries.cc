@@ -4,21 +4,18 @@
 #include <algorithm>
 #include <cmath>
 
+#include "qudit/gates/radix_sort.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
 
 template <class T>
 void State<T>::merge_entries(std::vector<Entry>& list) {
-    // Each component on its own, not the modulus; a NaN is never negligible.
-    const auto negligible = [](const Entry& e) {
-        return std::abs(e.amplitude.real()) <= AMPLITUDE_PRUNE_EPSILON &&
-               std::abs(e.amplitude.imag()) <= AMPLITUDE_PRUNE_EPSILON;
-    };
+    const auto is_negligible = [](const Entry& e) { return negligible(e.amplitude); };
     const std::size_t n = list.size();
     if (n == 0) return;
     if (n == 1) {
-        if (negligible(list.front())) list.clear();
+        if (is_negligible(list.front())) list.clear();
         return;
     }
     if (n <= 8) {
@@ -29,19 +26,32 @@ void State<T>::merge_entries(std::vector<Entry>& list) {
                     list[i].amplitude += list[j].amplitude;
                     list[j].amplitude = 0.0;
                 }
-        std::erase_if(list, negligible);
+        std::erase_if(list, is_negligible);
         return;
     }
-    std::sort(list.begin(), list.end(), [](const Entry& a, const Entry& b) { return a.dits < b.dits; });
-    std::size_t last = 0;
-    for (std::size_t i = 1; i < n; ++i) {
-        if (list[i].dits == list[last].dits)
-            list[last].amplitude += list[i].amplitude;
-        else if (++last != i)
-            list[last] = std::move(list[i]);
+    if constexpr (!is_dynamic_v<T>) {
+        // Ascending values word, as a sort would give; equal keys meet in
+        // list order, which only moves the rounding of their sum.
+        std::vector<std::uint64_t> items(n), scratch;
+        for (std::size_t i = 0; i < n; ++i) items[i] = list[i].dits.values << KEY_SHIFT | i;
+        radix_sort(items, scratch, KEY_BITS);
+        std::vector<Entry> merged;
+        merged.reserve(n);
+        for (std::uint64_t item : items) append_merged(merged, list[static_cast<std::uint32_t>(item)]);
+        drop_last_if_negligible(merged);
+        list = std::move(merged);
+    } else {
+        std::sort(list.begin(), list.end(), [](const Entry& a, const Entry& b) { return a.dits < b.dits; });
+        std::size_t last = 0;
+        for (std::size_t i = 1; i < n; ++i) {
+            if (list[i].dits == list[last].dits)
+                list[last].amplitude += list[i].amplitude;
+            else if (++last != i)
+                list[last] = std::move(list[i]);
+        }
+        list.resize(last + 1);
+        std::erase_if(list, is_negligible);
     }
-    list.resize(last + 1);
-    std::erase_if(list, negligible);
 }
 
 #define VORTAN_INSTANTIATE(T) template void State<T>::merge_entries(std::vector<BasisEntry<T>>&);

@@ -130,28 +130,25 @@ void State<T>::cycle(const Targets& targets, const Predicates& predicates) {
 template <class T>
 void State<T>::fractional_shift(const Targets& targets, double fraction, const Predicates& predicates) {
     check_target_control_overlap(targets, predicates, "Fractional shift operation has overlap targets and controls");
-    fraction = reduce_by_period(fraction, CLOCK_PERIOD);
-    // The snapshot makes the three gates one: any failure restores it.
-    std::vector<Entry> snapshot = entries_;
-    try {
-        hadamard(targets, predicates);
-        fractional_clock(targets, fraction, predicates);
-        inverse_hadamard(targets, predicates);
-    } catch (...) {
-        entries_ = std::move(snapshot);
-        throw;
-    }
+    conjugated_clock(targets, reduce_by_period(fraction, CLOCK_PERIOD), predicates);
 }
 
 template <class T>
 void State<T>::fractional_cycle(const Targets& targets, double fraction, const Predicates& predicates) {
     check_target_control_overlap(targets, predicates,
                                  "Fractional cycle operation has overlapping targets and controls");
-    fraction = reduce_by_period(fraction, CLOCK_PERIOD);
-    std::vector<Entry> snapshot = entries_;
+    conjugated_clock(targets, -reduce_by_period(fraction, CLOCK_PERIOD), predicates);
+}
+
+template <class T>
+void State<T>::conjugated_clock(const Targets& targets, double fraction, const Predicates& predicates) {
+    // The list the first Hadamard replaces is the snapshot: the three gates
+    // are one, and any failure restores it. A failing first Hadamard has
+    // changed nothing.
+    std::vector<Entry> snapshot;
+    hadamard_keeping(targets, predicates, snapshot);
     try {
-        hadamard(targets, predicates);
-        fractional_clock(targets, -fraction, predicates);
+        fractional_clock(targets, fraction, predicates);
         inverse_hadamard(targets, predicates);
     } catch (...) {
         entries_ = std::move(snapshot);
@@ -163,7 +160,8 @@ void State<T>::fractional_cycle(const Targets& targets, double fraction, const P
     template void State<T>::shift(const Targets&, const Predicates&);                    \
     template void State<T>::cycle(const Targets&, const Predicates&);                    \
     template void State<T>::fractional_shift(const Targets&, double, const Predicates&); \
-    template void State<T>::fractional_cycle(const Targets&, double, const Predicates&);
+    template void State<T>::fractional_cycle(const Targets&, double, const Predicates&); \
+    template void State<T>::conjugated_clock(const Targets&, double, const Predicates&);
 #include "qudit/state_members.def"
 
 }  // namespace vortan::qudit

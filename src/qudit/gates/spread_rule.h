@@ -2,6 +2,7 @@
 // What distinguishes the gates that spread an entry over all values of a
 // target: their texts and their d x d matrix. The frame is State<T>::spread.
 
+#include <cmath>
 #include <complex>
 #include <cstdint>
 
@@ -9,6 +10,11 @@ namespace vortan::qudit {
 
 /// Pruning threshold of merge_entries, on each component separately.
 inline constexpr double AMPLITUDE_PRUNE_EPSILON = 1e-10;
+/// Each component on its own, not the modulus; a NaN is never negligible.
+inline bool negligible(std::complex<double> amplitude) {
+    return std::abs(amplitude.real()) <= AMPLITUDE_PRUNE_EPSILON &&
+           std::abs(amplitude.imag()) <= AMPLITUDE_PRUNE_EPSILON;
+}
 /// A full turn: the double 6.283185307179586.
 inline constexpr double TWO_PI = 6.283185307179586;
 

@@ -6,6 +6,7 @@
 
 #include "qudit/gates/entry_kernels.h"
 #include "qudit/selection.h"
+#include "qudit/gates/fraction_period.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
@@ -74,12 +75,9 @@ void State<T>::i_swap(std::int32_t qudit1, std::int32_t qudit2, double fraction,
     check_pair(qudit1, qudit2, predicates, "Fractional i-swap operation has overlapping targets and controls",
                "i_swap", "Targets of fractional-i-swap operation have different dimensions");
     if (entries_.empty()) return;
-    // Past about 1.1e308 the product overflows to infinity, and the gate to
-    // NaN. Every such fraction is a multiple of the period 4, so reducing it
-    // exactly gives the angle it stands for; all others keep the plain product.
-    const double quarter_turn = 1.5707963267948966;
-    const double theta = std::isfinite(fraction * quarter_turn) ? fraction * quarter_turn
-                                                                : std::fmod(fraction, 4.0) * quarter_turn;
+    // Huge fractions lose the period in the product, and past about 1.1e308
+    // it overflows to infinity and the gate to NaN: they are reduced first.
+    const double theta = reduce_by_period(fraction, I_SWAP_PERIOD) * 1.5707963267948966;
     const double c = std::cos(theta), s = std::sin(theta);
     const auto values_differ = [&](const T& dits) { return dits[qudit1].value != dits[qudit2].value; };
 

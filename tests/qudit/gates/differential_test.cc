@@ -109,19 +109,20 @@ void expect_forced_measurement(IState& state, ref::DenseState& dense, int q, con
         EXPECT_LT(std::abs(got[dense.digits(i)] - dense.at(i)), 1e-6) << where << " index " << i;
 }
 
-// Mixed qubits and qutrits from |0...0>, controls of both senses with values
-// sometimes out of range. Through the host, properties start apart and merge
-// as gates name them, so an amplitude is the product over the groups.
-void run_circuits(bool host, unsigned seeds, int max_qudits, int steps) {
+// Mixed qubits and qutrits from |0...0> (or only the dimension `only`),
+// controls of both senses with values sometimes out of range. Through the
+// host, properties start apart and merge as gates name them, so an amplitude
+// is the product over the groups.
+void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_qudits = 2, int only = 0) {
     for (unsigned seed = 1; seed <= seeds; ++seed) {
         std::mt19937 rng(host ? 1000 + seed : seed);
         const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
-        const int n = 2 + pick(max_qudits - 1);
+        const int n = min_qudits + pick(max_qudits - min_qudits + 1);
         std::vector<int> dims(n);
         std::vector<qudit::Dit> zero(n);
         std::vector<Handle> handles(n), twins(n);
         for (int q = 0; q < n; ++q) {
-            zero[q] = {0, static_cast<std::uint64_t>(dims[q] = 2 + pick(2))};
+            zero[q] = {0, static_cast<std::uint64_t>(dims[q] = only ? only : 2 + pick(2))};
             vortan_quantum_property_create(dims[q], &handles[q], nullptr), vortan_quantum_property_create(dims[q], &twins[q], nullptr);
         }
         auto state = qudit::make_state(*std::max_element(dims.begin(), dims.end()), n, {{qudit::DynamicDitArray(zero), 1.0}});
@@ -199,6 +200,13 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps) {
 
 TEST(GateDifferential, random_controlled_circuits_match_the_dense_reference) { run_circuits(false, 150, 5, 25); }
 TEST(GateDifferential, exported_gates_and_their_batch_match_the_dense_reference) { run_circuits(true, 60, 4, 20); }
+// Registers large enough that the spreading gates regroup hundreds to
+// thousands of entries, sorted or not, on qubits, qutrits and mixed groups.
+TEST(GateDifferential, large_registers_match_the_dense_reference) {
+    run_circuits(false, 6, 10, 30, 9, 2);
+    run_circuits(false, 6, 7, 30, 6, 3);
+    run_circuits(false, 6, 8, 30, 7);
+}
 
 }  // namespace
 }  // namespace vortan

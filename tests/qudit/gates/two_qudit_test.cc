@@ -26,17 +26,22 @@ TEST(ISwap, whole_odd_fractions_are_exact_and_others_merge_their_partners) {
     expect_near(terms_of(*s), {{{1, 1}, 0.5}, {{1, 0}, i1}});
 }
 
-TEST(ISwap, fractions_whose_angle_overflows_are_whole_turns_not_nan) {
-    // Both the largest doubles are multiples of 4: the identity.
-    for (double f : {std::numeric_limits<double>::max(), -std::numeric_limits<double>::max()}) {
+TEST(ISwap, huge_fractions_keep_the_period_and_ordinary_ones_the_plain_product) {
+    // Every double from 2^54 on is a multiple of 4: the identity, not NaN at
+    // the largest, and not a rounded angle at 1e15.
+    for (double f : {std::numeric_limits<double>::max(), -std::numeric_limits<double>::max(), 1e308, 1e15}) {
         auto s = state_of({2, 2}, {{{0, 1}, a}, {{1, 1}, 0.5}});
         s->i_swap(0, 1, f, {});
         expect_near(terms_of(*s), {{{0, 1}, a}, {{1, 1}, 0.5}});
     }
-    // The largest fraction whose angle is finite keeps the plain product.
+    // 2^24 + 1 reduces to 1, the whole gate.
+    auto whole = state_of({2, 2}, {{{0, 1}, 1.0}});
+    whole->i_swap(0, 1, 0x1p24 + 1.0, {});
+    expect_near(terms_of(*whole), {{{1, 0}, i1}});
+    // Below 2^24 the angle is the plain product.
     auto s = state_of({2, 2}, {{{0, 1}, 1.0}});
-    s->i_swap(0, 1, 1e308, {});
-    const double theta = 1e308 * 1.5707963267948966;
+    s->i_swap(0, 1, 1e7 + 0.25, {});
+    const double theta = (1e7 + 0.25) * 1.5707963267948966;
     expect_near(terms_of(*s), {{{0, 1}, std::cos(theta)}, {{1, 0}, std::sin(theta) * i1}});
 }
 
