@@ -104,6 +104,25 @@ private:
     WordIndex index_;
 };
 
+// A square of at most this many places is summed in one run, with room for
+// all of them reserved at once: a few megabytes at most.
+constexpr std::uint64_t ONE_RUN_PLACES = std::uint64_t{1} << 16;
+
+// One run over the pairs, appending places as they are first met.
+void sum_pairs_once(const PairTerms& terms, const Groups& groups, DensePlaces& places, std::size_t bound,
+                    DensityMatrix& out) {
+    out.elements.reserve(bound);
+    for_each_pair(terms, groups, [&](std::size_t i, const Groups::Member& bra) {
+        const std::complex<double> p = terms.amplitudes[i] * std::conj(bra.amplitude);
+        const auto next = static_cast<std::uint32_t>(out.elements.size());
+        const std::uint32_t number = places.find_or_insert(terms.kept[i], bra.kept, next);
+        if (number == WordIndex::NONE)
+            out.elements.push_back({p, terms.kept[i], bra.kept});
+        else
+            out.elements[number].value += p;
+    });
+}
+
 // Places are numbered in the order the pair loop first meets them, and then
 // summed over a second run of the same loop. The elements are allocated once
 // at their final count, with no growth and no record per pair; each sum adds
@@ -218,7 +237,11 @@ DensityMatrix State<T>::reduced_density_matrix(std::vector<std::int32_t> qudits)
     // The square of the labels bounds the places; where the pairs are far
     // fewer, so are the places, and a hash of them is smaller.
     const std::uint64_t square = static_cast<std::uint64_t>(result.label_count) * result.label_count;
-    if (square <= 8 * groups.pair_count()) {
+    const std::uint64_t pairs = groups.pair_count();
+    if (square <= ONE_RUN_PLACES) {
+        DensePlaces places(result.label_count);
+        sum_pairs_once(terms, groups, places, static_cast<std::size_t>(std::min(square, pairs)), result);
+    } else if (square <= 8 * pairs) {
         DensePlaces places(result.label_count);
         sum_pairs(terms, groups, places, result);
     } else {
