@@ -2,6 +2,7 @@
 // before anything runs, the operations then run in order without rollback, and
 // any failure of the run comes out as one code with the count of those done.
 
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -63,20 +64,50 @@ vortan_result fail_batch(vortan_batch_result& result, vortan_error_info* error_i
     return fail(error_info, code, text, site, check);
 }
 
-/// The first fault of any record, as its text, or an empty string.
-std::string validate(const vortan_batch_op* ops, std::size_t op_count) {
+/// Literal pieces and decimal numbers joined in place, cut at 255 characters
+/// as the records would cut them. Validation reports before any guarded
+/// region, so its text is composed without allocating: nothing there can fail.
+class FixedText {
+public:
+    template <class... Pieces>
+    void assign(const Pieces&... pieces) noexcept {
+        length_ = 0;
+        (append(pieces), ...);
+        text_[length_] = '\0';
+    }
+    const char* c_str() const noexcept { return text_; }
+
+private:
+    void append(const char* piece) noexcept {
+        while (*piece != '\0' && length_ < sizeof text_ - 1) text_[length_++] = *piece++;
+    }
+    void append(std::size_t number) noexcept {
+        char digits[24];
+        *std::to_chars(digits, digits + sizeof digits - 1, number).ptr = '\0';
+        append(static_cast<const char*>(digits));
+    }
+
+    char text_[256] = {};
+    std::size_t length_ = 0;
+};
+
+/// The first fault of any record, written to `fault`; false if there is none.
+bool validate(const vortan_batch_op* ops, std::size_t op_count, FixedText& fault) noexcept {
     for (std::size_t i = 0; i < op_count; ++i) {
         const vortan_batch_op& op = ops[i];
-        const auto fault = [&](const auto&... tail) { return str_cat("op ", i, " (", op_name(op.opcode), tail...); };
-        if (op.opcode != VORTAN_OP_PHASE_ROTATE && op.target == nullptr) return fault("): target cannot be NULL");
+        const auto found = [&](const auto&... tail) {
+            fault.assign("op ", i, " (", op_name(op.opcode), tail...);
+            return true;
+        };
+        if (op.opcode != VORTAN_OP_PHASE_ROTATE && op.target == nullptr) return found("): target cannot be NULL");
         if ((op.opcode == VORTAN_OP_SWAP || op.opcode == VORTAN_OP_I_SWAP) && op.target2 == nullptr)
-            return fault("): target2 cannot be NULL");
+            return found("): target2 cannot be NULL");
         if (op.predicate_count == 0) continue;
-        if (op.predicates == nullptr) return fault("): predicates cannot be NULL when predicate_count > 0");
+        if (op.predicates == nullptr) return found("): predicates cannot be NULL when predicate_count > 0");
         for (std::size_t j = 0; j < op.predicate_count; ++j)
-            if (op.predicates[j] == nullptr) return fault("): predicates[", j, "] cannot be NULL");
+            if (op.predicates[j] == nullptr) return found("): predicates[", j, "] cannot be NULL");
     }
-    return {};
+    return false;
 }
 
 /// Scratch lists reserved once and reused by every operation of the run.
@@ -180,7 +211,7 @@ VORTAN_API vortan_result vortan_execute_batch(const vortan_batch_op* ops, size_t
                           VORTAN_SITE);
 
     // Stage 2: every record, before anything is touched.
-    if (const std::string fault = validate(ops, op_count); !fault.empty())
+    if (FixedText fault; validate(ops, op_count, fault))
         return fail_batch(*result, error_info, VORTAN_ERROR_NULL_POINTER, fault.c_str(), 0, VORTAN_SITE);
 
     // Stage 3: the internal list, with the predicates copied out of their handles.

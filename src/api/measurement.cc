@@ -44,17 +44,22 @@ std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<Quan
     return enumerate_outcomes(property_dimensions(properties));
 }
 
+std::uint64_t combination_count(const std::vector<std::uint64_t>& dimensions) {
+    std::uint64_t count = 1;
+    for (const std::uint64_t d : dimensions)
+        count = d != 0 && count > std::numeric_limits<std::uint64_t>::max() / d
+                    ? std::numeric_limits<std::uint64_t>::max()
+                    : count * d;
+    return count;
+}
+
 std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<std::uint64_t>& dimensions) {
     std::vector<std::vector<std::int32_t>> combinations;
     if (dimensions.empty()) return combinations;
     // Reserved in one piece, so that a count beyond memory fails at once
     // rather than after filling what fits; a count no vector can hold is the
     // same exhaustion, not a length error.
-    std::uint64_t count = 1;
-    for (const std::uint64_t d : dimensions)
-        count = d != 0 && count > std::numeric_limits<std::uint64_t>::max() / d
-                    ? std::numeric_limits<std::uint64_t>::max()
-                    : count * d;
+    const std::uint64_t count = combination_count(dimensions);
     if (count > combinations.max_size()) throw std::bad_alloc();
     combinations.reserve(count);
     // A mixed-radix counter, the first property the least significant digit.
@@ -73,7 +78,7 @@ std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<std:
     return combinations;
 }
 
-std::size_t combination_position(const std::vector<std::int32_t>& values,
+std::size_t combination_position(std::span<const std::int32_t> values,
                                  const std::vector<std::uint64_t>& dimensions, std::size_t none) {
     if (values.size() != dimensions.size()) return none;
     std::size_t position = 0;
@@ -173,11 +178,13 @@ VORTAN_API vortan_result vortan_calculate_probabilities(vortan_quantum_property*
         qudit::IState* state = tensor_state(list);
         const std::vector<qudit::OutcomeProbability> records = state->probabilities(qudit_indices(list));
         const std::vector<std::uint64_t> dimensions = property_dimensions(list);
-        const std::vector<std::vector<std::int32_t>> combinations = enumerate_outcomes(dimensions);
-        // Tested only now: the properties stay entangled even so.
-        if (buffer_size < combinations.size())
+        // Tested only now: the properties stay entangled even so. The count
+        // comes first, so that a short buffer never has the combinations
+        // listed, however many they are.
+        if (buffer_size < combination_count(dimensions))
             return fail(error_info, VORTAN_ERROR_BUFFER_TOO_SMALL, "buffer_size insufficient for all combinations",
                         site);
+        const std::vector<std::vector<std::int32_t>> combinations = enumerate_outcomes(dimensions);
         // Each combination takes the record that shows it, found through its
         // position rather than a search; records have distinct outcomes, so
         // the answer is that of a search from the first record.

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "api/boundary.h"
@@ -45,13 +46,18 @@ std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<Quan
 /// The dimensions of the properties' qudits, in list order, as above.
 std::vector<std::uint64_t> property_dimensions(const std::vector<QuantumProperty*>& properties);
 
+/// The number of combinations of these dimensions, their product, or
+/// UINT64_MAX where that does not fit: compared with a buffer before anything
+/// is listed.
+std::uint64_t combination_count(const std::vector<std::uint64_t>& dimensions);
+
 /// The combinations of these dimensions, in the order above.
 std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<std::uint64_t>& dimensions);
 
 /// Position of `values` among the combinations of `dimensions` in the order
 /// of enumerate_outcomes, or `none` if it is not one of them (wrong length,
 /// or a value outside its dimension).
-std::size_t combination_position(const std::vector<std::int32_t>& values,
+std::size_t combination_position(std::span<const std::int32_t> values,
                                  const std::vector<std::uint64_t>& dimensions, std::size_t none);
 
 }  // namespace vortan::api

@@ -1,7 +1,10 @@
 // Giving a property back with its qudit: measured first if it has partners,
 // then taken out of the state so that the group shrinks.
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <list>
 
 #include "api/boundary.h"
 #include "api/handles.h"
@@ -59,8 +62,22 @@ VORTAN_API vortan_result vortan_quantum_property_factorize_and_destroy(vortan_qu
         group->state->measure({p->qudit_index});
     });
     if (measured != VORTAN_SUCCESS) return measured;
-    const vortan_result removed =
-        guarded<RemovalClauses>(error_info, VORTAN_SITE, [&] { remove_qudit(*group, *p); });
+    // remove_qudit takes the property off the list first and can fail only
+    // before the state changes; a node allocated beforehand puts it back in
+    // its place, which cannot fail, so that a failed removal changes nothing
+    // and the property still moves with its group in later merges.
+    std::list<QuantumProperty*> spare;
+    const vortan_result removed = guarded<RemovalClauses>(error_info, VORTAN_SITE, [&] {
+        spare.push_back(p);
+        const auto listed = std::find(group->properties.begin(), group->properties.end(), p);
+        const auto after = listed == group->properties.end() ? listed : std::next(listed);
+        try {
+            remove_qudit(*group, *p);
+        } catch (...) {
+            if (listed != group->properties.end()) group->properties.splice(after, spare);
+            throw;
+        }
+    });
     if (removed != VORTAN_SUCCESS) return removed;
 
     p->shared.reset();

@@ -44,15 +44,18 @@ void entangle(QuantumProperty& first, QuantumProperty& second) {
     if (!merged) merged = exchange_product(*a.state, *b.state, dimension, qudits_a, qudits_b);
     a.state = std::move(merged);
 
-    // The local share keeps B alive while its properties leave it.
+    // From here on nothing may fail: B's list nodes move over whole by
+    // splicing, which allocates nothing, so no property is ever repointed
+    // without standing in A's list. The local share keeps B alive while its
+    // properties leave it.
     const std::shared_ptr<SharedState> group_b = second.shared;
     for (QuantumProperty* property : group_b->properties) {
         if (property == nullptr) continue;
         property->qudit_index += static_cast<std::int32_t>(qudits_a);
         property->shared = first.shared;
-        a.properties.push_back(property);
     }
-    group_b->properties.clear();
+    std::erase(group_b->properties, nullptr);
+    a.properties.splice(a.properties.end(), group_b->properties);
 }
 
 qudit::IState* tensor_state(const std::vector<QuantumProperty*>& properties) {

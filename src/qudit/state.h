@@ -63,8 +63,10 @@ public:
     virtual std::vector<OutcomeProbability> probabilities(std::vector<std::int32_t> qudits) const = 0;
     /// The reached elements of the density matrix of `qudits`, all other
     /// qudits traced out, in order of the first pair that reaches them. An
-    /// empty list gives the trace as one element with empty row and column.
-    virtual std::vector<DensityElement> reduced_density_matrix(std::vector<std::int32_t> qudits) const = 0;
+    /// empty list gives the trace as one element of the one, empty, label.
+    /// Besides the result it holds one 32-bit word per place of the labels'
+    /// square, or a hash of the places reached where that square is sparse.
+    virtual DensityMatrix reduced_density_matrix(std::vector<std::int32_t> qudits) const = 0;
     /// Draws an outcome of `qudits` with this thread's generator for the state
     /// type, keeps only the entries that show it and renormalises at float
     /// precision. Empty result: the state had no entries.

@@ -22,47 +22,132 @@ struct PairTerms {
     std::vector<std::complex<double>> amplitudes;
     std::vector<std::uint32_t> kept;
     std::vector<std::uint32_t> traced;
-    /// The kept dits of each kept id, in list order.
-    std::vector<std::vector<std::int32_t>> kept_values;
     std::uint32_t traced_groups = 0;
 };
 
-// For each entry i in storage order, the entries j of its group in storage
-// order: the matching pairs of the full double loop, in the same sequence.
-std::vector<DensityElement> sum_pairs(const PairTerms& terms) {
-    const std::size_t n = terms.amplitudes.size();
-    std::vector<std::uint32_t> offsets(terms.traced_groups + 1, 0);
-    for (const std::uint32_t g : terms.traced) ++offsets[g + 1];
-    for (std::size_t g = 0; g < terms.traced_groups; ++g) offsets[g + 1] += offsets[g];
-    // Members of each group side by side, ascending: the inner loop then
-    // reads one contiguous run instead of scattered entries.
+/// The entries grouped by their traced dits: group g's members stand side by
+/// side, ascending, at [offsets[g], offsets[g + 1]), so that the inner loop
+/// reads one contiguous run instead of scattered entries.
+struct Groups {
     struct Member {
         std::complex<double> amplitude;
         std::uint32_t kept;
     };
-    std::vector<Member> members(n);
-    std::vector<std::uint32_t> fill(offsets.begin(), offsets.end() - 1);
-    for (std::size_t j = 0; j < n; ++j) members[fill[terms.traced[j]]++] = {terms.amplitudes[j], terms.kept[j]};
+    std::vector<std::uint32_t> offsets;
+    std::vector<Member> members;
 
-    std::vector<DensityElement> result;
-    WordIndex index;
-    for (std::size_t i = 0; i < n; ++i) {
-        if (i + PREFETCH_DISTANCE < n) __builtin_prefetch(&members[offsets[terms.traced[i + PREFETCH_DISTANCE]]]);
-        const std::uint32_t g = terms.traced[i];
-        const std::complex<double> ket = terms.amplitudes[i];
-        const std::uint64_t row_key = static_cast<std::uint64_t>(terms.kept[i]) << 32;
-        for (std::uint32_t m = offsets[g]; m < offsets[g + 1]; ++m) {
-            const Member& bra = members[m];
-            const std::complex<double> p = ket * std::conj(bra.amplitude);
-            const auto position = static_cast<std::uint32_t>(result.size());
-            const std::uint32_t found = index.find_or_insert(row_key | bra.kept, position);
-            if (found != WordIndex::NONE)
-                result[found].value += p;
-            else
-                result.push_back({terms.kept_values[terms.kept[i]], terms.kept_values[bra.kept], p});
-        }
+    explicit Groups(const PairTerms& terms) : offsets(terms.traced_groups + 1, 0), members(terms.amplitudes.size()) {
+        for (const std::uint32_t g : terms.traced) ++offsets[g + 1];
+        for (std::size_t g = 0; g < terms.traced_groups; ++g) offsets[g + 1] += offsets[g];
+        std::vector<std::uint32_t> fill(offsets.begin(), offsets.end() - 1);
+        for (std::size_t j = 0; j < members.size(); ++j)
+            members[fill[terms.traced[j]]++] = {terms.amplitudes[j], terms.kept[j]};
     }
-    return result;
+
+    /// The number of pairs the sum visits: the squares of the group sizes.
+    std::uint64_t pair_count() const {
+        std::uint64_t pairs = 0;
+        for (std::size_t g = 0; g + 1 < offsets.size(); ++g) {
+            const std::uint64_t size = offsets[g + 1] - offsets[g];
+            pairs += size * size;
+        }
+        return pairs;
+    }
+};
+
+// For each entry i in storage order, the entries j of its group in storage
+// order: the matching pairs of the full double loop, in the same sequence.
+template <class Visit>
+void for_each_pair(const PairTerms& terms, const Groups& groups, Visit&& visit) {
+    const std::size_t n = terms.amplitudes.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i + PREFETCH_DISTANCE < n)
+            __builtin_prefetch(&groups.members[groups.offsets[terms.traced[i + PREFETCH_DISTANCE]]]);
+        const std::uint32_t g = terms.traced[i];
+        for (std::uint32_t m = groups.offsets[g]; m < groups.offsets[g + 1]; ++m) visit(i, groups.members[m]);
+    }
+}
+
+/// Numbers of the places of a labels x labels matrix, one word per place:
+/// the cheapest index where the pairs reach a fair part of the square.
+class DensePlaces {
+public:
+    explicit DensePlaces(std::uint32_t labels)
+        : labels_(labels), numbers_(static_cast<std::size_t>(labels) * labels, WordIndex::NONE) {}
+    std::uint32_t find_or_insert(std::uint32_t row, std::uint32_t column, std::uint32_t number) {
+        std::uint32_t& slot = numbers_[static_cast<std::size_t>(row) * labels_ + column];
+        if (slot != WordIndex::NONE) return slot;
+        slot = number;
+        return WordIndex::NONE;
+    }
+    std::uint32_t find(std::uint32_t row, std::uint32_t column) const {
+        return numbers_[static_cast<std::size_t>(row) * labels_ + column];
+    }
+
+private:
+    std::size_t labels_;
+    std::vector<std::uint32_t> numbers_;
+};
+
+/// The same over a hash of the places reached, for a sparse square.
+class HashedPlaces {
+public:
+    std::uint32_t find_or_insert(std::uint32_t row, std::uint32_t column, std::uint32_t number) {
+        return index_.find_or_insert(key(row, column), number);
+    }
+    std::uint32_t find(std::uint32_t row, std::uint32_t column) const { return index_.find(key(row, column)); }
+
+private:
+    static std::uint64_t key(std::uint32_t row, std::uint32_t column) {
+        return static_cast<std::uint64_t>(row) << 32 | column;
+    }
+    WordIndex index_;
+};
+
+// A square of at most this many places is summed in one run, with room for
+// all of them reserved at once: a few megabytes at most.
+constexpr std::uint64_t ONE_RUN_PLACES = std::uint64_t{1} << 16;
+
+// One run over the pairs, appending places as they are first met.
+void sum_pairs_once(const PairTerms& terms, const Groups& groups, DensePlaces& places, std::size_t bound,
+                    DensityMatrix& out) {
+    out.elements.reserve(bound);
+    for_each_pair(terms, groups, [&](std::size_t i, const Groups::Member& bra) {
+        const std::complex<double> p = terms.amplitudes[i] * std::conj(bra.amplitude);
+        const auto next = static_cast<std::uint32_t>(out.elements.size());
+        const std::uint32_t number = places.find_or_insert(terms.kept[i], bra.kept, next);
+        if (number == WordIndex::NONE)
+            out.elements.push_back({p, terms.kept[i], bra.kept});
+        else
+            out.elements[number].value += p;
+    });
+}
+
+// Places are numbered in the order the pair loop first meets them, and then
+// summed over a second run of the same loop. The elements are allocated once
+// at their final count, with no growth and no record per pair; each sum adds
+// in the order of the loop, and a place's first product is assigned, not
+// added to a zero, so that signed zeros come out as the plain loop gives them.
+template <class Places>
+void sum_pairs(const PairTerms& terms, const Groups& groups, Places& places, DensityMatrix& out) {
+    std::uint32_t count = 0;
+    for_each_pair(terms, groups, [&](std::size_t i, const Groups::Member& bra) {
+        if (places.find_or_insert(terms.kept[i], bra.kept, count) == WordIndex::NONE) ++count;
+    });
+    out.elements.resize(count);
+    // The loop meets places first in the order of their numbers.
+    std::uint32_t met = 0;
+    for_each_pair(terms, groups, [&](std::size_t i, const Groups::Member& bra) {
+        const std::complex<double> p = terms.amplitudes[i] * std::conj(bra.amplitude);
+        const std::uint32_t number = places.find(terms.kept[i], bra.kept);
+        DensityMatrix::Element& element = out.elements[number];
+        if (number == met) {
+            element = {p, terms.kept[i], bra.kept};
+            ++met;
+        } else {
+            element.value += p;
+        }
+    });
 }
 
 struct ValuesHash {
@@ -88,12 +173,14 @@ private:
 }  // namespace
 
 template <class T>
-std::vector<DensityElement> State<T>::reduced_density_matrix(std::vector<std::int32_t> qudits) const {
+DensityMatrix State<T>::reduced_density_matrix(std::vector<std::int32_t> qudits) const {
     std::vector<std::int32_t> traced;
     for (std::uint64_t q = 0; q < num_qudits(); ++q)
         if (std::find(qudits.begin(), qudits.end(), static_cast<std::int32_t>(q)) == qudits.end())
             traced.push_back(static_cast<std::int32_t>(q));
 
+    DensityMatrix result;
+    result.width = qudits.size();
     PairTerms terms;
     terms.amplitudes.reserve(entries_.size());
     terms.kept.reserve(entries_.size());
@@ -114,14 +201,13 @@ std::vector<DensityElement> State<T>::reduced_density_matrix(std::vector<std::in
             if (i + PREFETCH_DISTANCE < entries_.size())
                 traced_ids.prefetch(entries_[i + PREFETCH_DISTANCE].dits.values & traced_mask);
             terms.amplitudes.push_back(entry.amplitude);
-            const auto next_kept = static_cast<std::uint32_t>(terms.kept_values.size());
+            const std::uint32_t next_kept = result.label_count;
             const std::uint32_t kept = kept_ids.find_or_insert(entry.dits.values & kept_mask, next_kept);
             if (kept == WordIndex::NONE) {
-                std::vector<std::int32_t> values;
-                values.reserve(qudits.size());
                 for (const std::int32_t q : qudits)
-                    values.push_back(static_cast<std::int32_t>(entry.dits.value_at(static_cast<std::uint32_t>(q))));
-                terms.kept_values.push_back(std::move(values));
+                    result.labels.push_back(
+                        static_cast<std::int32_t>(entry.dits.value_at(static_cast<std::uint32_t>(q))));
+                ++result.label_count;
             }
             terms.kept.push_back(kept == WordIndex::NONE ? next_kept : kept);
             const std::uint32_t group = traced_ids.find_or_insert(entry.dits.values & traced_mask, terms.traced_groups);
@@ -141,16 +227,32 @@ std::vector<DensityElement> State<T>::reduced_density_matrix(std::vector<std::in
             terms.amplitudes.push_back(entry.amplitude);
             bool is_new = false;
             terms.kept.push_back(kept_ids.id_of(kept_values, is_new));
-            if (is_new) terms.kept_values.push_back(kept_values);
+            if (is_new) result.labels.insert(result.labels.end(), kept_values.begin(), kept_values.end());
             terms.traced.push_back(traced_ids.id_of(traced_values, is_new));
         }
         terms.traced_groups = traced_ids.size();
+        result.label_count = kept_ids.size();
     }
-    return sum_pairs(terms);
+    const Groups groups(terms);
+    // The square of the labels bounds the places; where the pairs are far
+    // fewer, so are the places, and a hash of them is smaller.
+    const std::uint64_t square = static_cast<std::uint64_t>(result.label_count) * result.label_count;
+    const std::uint64_t pairs = groups.pair_count();
+    if (square <= ONE_RUN_PLACES) {
+        DensePlaces places(result.label_count);
+        sum_pairs_once(terms, groups, places, static_cast<std::size_t>(std::min(square, pairs)), result);
+    } else if (square <= 8 * pairs) {
+        DensePlaces places(result.label_count);
+        sum_pairs(terms, groups, places, result);
+    } else {
+        HashedPlaces places;
+        sum_pairs(terms, groups, places, result);
+    }
+    return result;
 }
 
 #define VORTAN_INSTANTIATE(T) \
-    template std::vector<DensityElement> State<T>::reduced_density_matrix(std::vector<std::int32_t>) const;
+    template DensityMatrix State<T>::reduced_density_matrix(std::vector<std::int32_t>) const;
 #include "qudit/state_members.def"
 
 }  // namespace vortan::qudit

@@ -4,7 +4,9 @@
 // lays them out into the host's buffers.
 
 #include <complex>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "qudit/dit_array.h"
@@ -19,13 +21,28 @@ struct OutcomeProbability {
     double probability = 0.0;
 };
 
-/// One reached place of a reduced density matrix: the sum of a[i] * conj(a[j])
-/// over the entry pairs whose kept dits are `row` (ket) and `column` (bra)
-/// and whose traced dits agree.
-struct DensityElement {
-    std::vector<std::int32_t> row;
-    std::vector<std::int32_t> column;
-    std::complex<double> value;
+/// The reached places of a reduced density matrix. Rows and columns are
+/// labels: the distinct lists of kept dit values, each stored once, so that an
+/// element takes three words however many qudits are kept.
+struct DensityMatrix {
+    /// The sum of a[i] * conj(a[j]) over the entry pairs whose kept dits are
+    /// labels `row` (ket) and `column` (bra) and whose traced dits agree.
+    struct Element {
+        std::complex<double> value;
+        std::uint32_t row;
+        std::uint32_t column;
+    };
+
+    /// Dits per label: the length of the qudit list.
+    std::size_t width = 0;
+    std::uint32_t label_count = 0;
+    /// Label k's dit values, in list order, at [k * width, (k + 1) * width);
+    /// labels are numbered in order of first occurrence in storage.
+    std::vector<std::int32_t> labels;
+    /// In order of the first pair that reaches them, no place twice.
+    std::vector<Element> elements;
+
+    std::span<const std::int32_t> label(std::uint32_t k) const { return {labels.data() + k * width, width}; }
 };
 
 /// FNV-1a over whole elements rather than bytes, each sign-extended to 64

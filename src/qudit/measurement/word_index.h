@@ -41,6 +41,15 @@ public:
         }
     }
 
+    /// The position stored for `key`, or NONE; never grows the table.
+    std::uint32_t find(std::uint64_t key) const {
+        const std::size_t mask = slots_.size() - 1;
+        for (std::size_t slot = slot_of(key);; slot = (slot + 1) & mask) {
+            const Slot& s = slots_[slot];
+            if (s.position == NONE || s.key == key) return s.position;
+        }
+    }
+
     /// Hints that `key` will be looked up soon; for tables too large for the
     /// cache, a lookup issued some keys ahead hides most of the miss.
     void prefetch(std::uint64_t key) const { __builtin_prefetch(&slots_[slot_of(key)]); }
