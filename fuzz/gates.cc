@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 
-#include "known_faults.h"
 #include "session.h"
 
 namespace vortan::fuzz {
@@ -51,9 +50,6 @@ void Session::one_target_gate() {
     std::vector<int> named{target};
     add_predicate_properties(predicates, named);
     join(named, code == VORTAN_SUCCESS);
-    const bool fractional = which == 4 || fraction != 1.0;
-    if (fractional && avoid_known_faults(KnownFaultSite::fractional_gate, fraction, nullptr, dimensions()))
-        taint(named);
 }
 
 void Session::hadamard_gate() {
@@ -77,8 +73,6 @@ void Session::hadamard_gate() {
     std::vector<int> named{target};
     add_predicate_properties(predicates, named);
     join(named, code == VORTAN_SUCCESS);
-    if (which == 2 && avoid_known_faults(KnownFaultSite::fractional_gate, fraction, nullptr, dimensions()))
-        taint(named);
 }
 
 void Session::two_target_gate() {
@@ -141,9 +135,7 @@ void Session::batch() {
                 named[i].push_back(predicates_[predicates.slots[j]].property);
         // The batch runs an infinite power or angle as given (only NaN means
         // something there), so such an operation may leave any norm.
-        unnormalising[i] = (std::isinf(op.fraction) || !std::isfinite(op.angle)) ||
-                           (!std::isnan(op.fraction) &&
-                            avoid_known_faults(KnownFaultSite::fractional_gate, op.fraction, nullptr, dimensions()));
+        unnormalising[i] = std::isinf(op.fraction) || !std::isfinite(op.angle);
         merges_all[i] = op.opcode <= VORTAN_OP_PHASE_ROTATE && op.opcode != VORTAN_OP_Y &&
                         !(op.opcode == VORTAN_OP_PHASE_ROTATE && op.predicate_count == 0);
         arrays.push_back(std::move(predicates.array));

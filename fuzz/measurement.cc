@@ -45,7 +45,7 @@ bool contradicts(std::uint64_t k, const std::vector<int>& slots, const std::vect
 }  // namespace
 
 void Session::measure() {
-    PropertyList list = property_list(true, false);
+    PropertyList list = property_list(true);
     const std::size_t declared = in_.one_in(12) ? 0 : list.slots.size() + (in_.one_in(4) ? in_.below(3) : 0);
     const std::size_t size = in_.one_in(12) && declared > 0 ? declared - 1 : declared;
     const bool null_output = in_.one_in(16);
@@ -85,7 +85,7 @@ void Session::measure() {
 }
 
 void Session::forced_measure() {
-    PropertyList list = property_list(true, false);
+    PropertyList list = property_list(true);
     const std::size_t n = list.slots.size();
     std::vector<std::int32_t> values(n);
     for (std::size_t i = 0; i < n; ++i) {
@@ -130,7 +130,7 @@ void Session::forced_measure() {
 }
 
 void Session::probabilities() {
-    PropertyList list = property_list(true, true);
+    PropertyList list = property_list(true);
     const std::vector<std::uint32_t> all = dimensions();
     std::vector<std::uint32_t> dims;
     for (const int s : list.slots) dims.push_back(all[static_cast<std::size_t>(s)]);
@@ -194,7 +194,7 @@ void Session::probabilities() {
 }
 
 void Session::density_matrix() {
-    PropertyList list = property_list(true, true);
+    PropertyList list = property_list(true);
     const std::vector<std::uint32_t> all = dimensions();
     std::vector<std::uint32_t> dims;
     for (const int s : list.slots) dims.push_back(all[static_cast<std::size_t>(s)]);

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 
-#include "known_faults.h"
 #include "session.h"
 
 namespace vortan::fuzz {
@@ -90,7 +89,7 @@ int Session::pick_predicate() {
     return choice % PREDICATES;
 }
 
-PropertyList Session::property_list(bool size_max_allowed, bool for_outcomes) {
+PropertyList Session::property_list(bool size_max_allowed) {
     PropertyList list;
     std::size_t length;
     const std::uint32_t shape = in_.below(8);
@@ -106,7 +105,6 @@ PropertyList Session::property_list(bool size_max_allowed, bool for_outcomes) {
         const int a = pick_property(), b = in_.one_in(2) ? pick_property() : a;
         for (std::size_t i = 0; i < length; ++i) list.slots.push_back(i % 3 == 2 ? b : a);
     }
-    if (for_outcomes) avoid_known_faults(KnownFaultSite::outcome_list, 0.0, &list.slots, dimensions());
     length = list.slots.size();
     list.array = std::make_unique<vortan_quantum_property*[]>(length);
     for (std::size_t i = 0; i < length; ++i) list.array[i] = properties_[list.slots[i]].handle;
@@ -275,8 +273,6 @@ void Session::spread() {
                        : vortan_hadamard_operation(properties_[s].handle, nullptr, 0, call.record());
         call.check(code, {VORTAN_SUCCESS, VORTAN_ERROR_INVALID_ARGUMENT, VORTAN_ERROR_STATE_SIZE_EXCEEDED,
                           VORTAN_ERROR_OUT_OF_MEMORY, VORTAN_ERROR_INTERNAL});
-        if (fractional && avoid_known_faults(KnownFaultSite::fractional_gate, fraction, nullptr, dimensions()))
-            taint({s});
     }
 }
 
@@ -496,7 +492,7 @@ void Session::destroy_predicate() {
 }
 
 void Session::size_calculators() {
-    PropertyList list = property_list(false, false);
+    PropertyList list = property_list(false);
     const bool matrix = in_.below(2) == 0;
     const bool null_out = in_.one_in(12), null_size = in_.one_in(3);
     bool any_null = false;

@@ -79,7 +79,7 @@ private:
     // Decoding the next call's arguments.
     int pick_property();
     int pick_predicate();
-    PropertyList property_list(bool size_max_allowed, bool for_outcomes);
+    PropertyList property_list(bool size_max_allowed);
     PredicateList predicate_list(bool size_max_allowed);
 
     // The calls, one family each.

@@ -1,8 +1,5 @@
 // The library family: version, limits and the do-nothing initialisation.
 
-#include <sstream>
-#include <string>
-
 #include "api/boundary.h"
 #include "qudit/limits.h"
 
@@ -12,15 +9,15 @@ extern "C" {
 
 VORTAN_API vortan_result vortan_initialize(void) { return VORTAN_SUCCESS; }
 
+#define VORTAN_TEXT(x) #x
+#define VORTAN_NUMBER_TEXT(x) VORTAN_TEXT(x)
+
 VORTAN_API const char* vortan_get_version(void) {
-    // Composed once, on the first call; the initialisation of a local static
-    // is thread-safe, so concurrent callers all get the same lasting text.
-    static const std::string version = [] {
-        std::ostringstream text;
-        text << VORTAN_VERSION_MAJOR << '.' << VORTAN_VERSION_MINOR << '.' << VORTAN_VERSION_PATCH;
-        return text.str();
-    }();
-    return version.c_str();
+    // Joined by the preprocessor: nothing is composed at run time, so no call
+    // can race another or fail for memory, and every pointer stays valid.
+    static constexpr char version[] = VORTAN_NUMBER_TEXT(VORTAN_VERSION_MAJOR) "." VORTAN_NUMBER_TEXT(
+        VORTAN_VERSION_MINOR) "." VORTAN_NUMBER_TEXT(VORTAN_VERSION_PATCH);
+    return version;
 }
 
 VORTAN_API vortan_result vortan_get_version_info(uint32_t* major, uint32_t* minor, uint32_t* patch) {
