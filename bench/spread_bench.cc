@@ -1,6 +1,6 @@
 // The gates that regroup entries, and the operations that change the number
 // of qudits, each as a ratio to one copy pass (clone) over the same number of
-// entries, timed in the same process just before: "x clone" is what to read.
+// entries, timed in the same process just before: "x_clone" is what to read.
 // Goals: Hadamard family at most 6 x on qubits (50000 entries) and 9 x on
 // qutrits (33333); fractional shift and cycle at most twice that; fractional
 // i-swap at most 8 x; removal at most 6 x; entangling at most 5 x per
@@ -52,7 +52,7 @@ void report(benchmark::State& st, double seconds, double entries, double clone_n
     const double ns = seconds * 1e9 / (static_cast<double>(st.iterations()) * entries);
     st.counters["ns/entry"] = ns;
     st.counters["clone ns"] = clone_ns;
-    st.counters["x clone"] = ns / clone_ns;
+    st.counters["x_clone"] = ns / clone_ns;
 }
 
 /// Twelve qudits: qudit 0 the target, of `dimension`, qudit 1 a control, the
