@@ -73,7 +73,7 @@ std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<std:
     return combinations;
 }
 
-std::size_t combination_position(const std::vector<std::int32_t>& values,
+std::size_t combination_position(std::span<const std::int32_t> values,
                                  const std::vector<std::uint64_t>& dimensions, std::size_t none) {
     if (values.size() != dimensions.size()) return none;
     std::size_t position = 0;
@@ -171,7 +171,7 @@ VORTAN_API vortan_result vortan_calculate_probabilities(vortan_quantum_property*
     return guarded_on_properties<MeasureClauses>(
         error_info, site, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         qudit::IState* state = tensor_state(list);
-        const std::vector<qudit::OutcomeProbability> records = state->probabilities(qudit_indices(list));
+        const qudit::OutcomeDistribution records = state->probabilities(qudit_indices(list));
         const std::vector<std::uint64_t> dimensions = property_dimensions(list);
         const std::vector<std::vector<std::int32_t>> combinations = enumerate_outcomes(dimensions);
         // Tested only now: the properties stay entangled even so.
@@ -182,17 +182,19 @@ VORTAN_API vortan_result vortan_calculate_probabilities(vortan_quantum_property*
         // position rather than a search; records have distinct outcomes, so
         // the answer is that of a search from the first record.
         const std::size_t none = combinations.size();
-        std::vector<const qudit::OutcomeProbability*> record_at(combinations.size(), nullptr);
-        for (const qudit::OutcomeProbability& record : records) {
-            const std::size_t k = combination_position(record.outcome, dimensions, none);
-            if (k != none && record_at[k] == nullptr) record_at[k] = &record;
+        const std::size_t no_record = records.size();
+        std::vector<std::size_t> record_at(combinations.size(), no_record);
+        for (std::size_t r = 0; r < records.size(); ++r) {
+            const std::size_t k = combination_position(records.outcome(r), dimensions, none);
+            if (k != none && record_at[k] == no_record) record_at[k] = r;
         }
         for (std::size_t k = 0; k < combinations.size(); ++k) {
             vortan_probability_entry& element = output_buffer[k];
             int32_t* values = element.outcome_values;
             element.outcome_count = property_count;
             if (values != nullptr) std::copy(combinations[k].begin(), combinations[k].end(), values);
-            element.probability = record_at[k] != nullptr ? static_cast<float>(record_at[k]->probability) : 0.0f;
+            element.probability =
+                record_at[k] != no_record ? static_cast<float>(records.probability(record_at[k])) : 0.0f;
         }
         if (out_count != nullptr) *out_count = combinations.size();
         return VORTAN_SUCCESS;

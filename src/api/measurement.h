@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "api/boundary.h"
@@ -51,7 +52,7 @@ std::vector<std::vector<std::int32_t>> enumerate_outcomes(const std::vector<std:
 /// Position of `values` among the combinations of `dimensions` in the order
 /// of enumerate_outcomes, or `none` if it is not one of them (wrong length,
 /// or a value outside its dimension).
-std::size_t combination_position(const std::vector<std::int32_t>& values,
+std::size_t combination_position(std::span<const std::int32_t> values,
                                  const std::vector<std::uint64_t>& dimensions, std::size_t none);
 
 }  // namespace vortan::api

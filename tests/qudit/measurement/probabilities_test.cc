@@ -11,7 +11,11 @@ TEST(Probabilities, list_records_by_first_occurrence_without_a_threshold) {
         // Qudit 1 listed twice; 1e-200 squared is 0.0, and its record stays.
         auto state = state_of({2, 3}, {{{1, 2}, 2.0}, {{0, 0}, 1e-200}, {{0, 2}, 0.5}, {{1, 1}, 1.0}}, form);
         Terms records;
-        for (const OutcomeProbability& r : state->probabilities({1, 1})) records.push_back({r.outcome, r.probability});
+        const OutcomeDistribution found = state->probabilities({1, 1});
+        for (std::size_t r = 0; r < found.size(); ++r) {
+            const std::span<const std::int32_t> outcome = found.outcome(r);
+            records.push_back({{outcome.begin(), outcome.end()}, found.probability(r)});
+        }
         EXPECT_EQ(records, (Terms{{{2, 2}, 4.25}, {{0, 0}, 0.0}, {{1, 1}, 1.0}})) << int(form);
     }
     auto state = state_of({2, 3}, {{{0, 0}, 1.0}});
