@@ -176,7 +176,7 @@ VORTAN_API vortan_result vortan_calculate_probabilities(vortan_quantum_property*
     return guarded_on_properties<MeasureClauses>(
         error_info, site, properties, property_count, [&](const std::vector<QuantumProperty*>& list) -> vortan_result {
         qudit::IState* state = tensor_state(list);
-        const std::vector<qudit::OutcomeProbability> records = state->probabilities(qudit_indices(list));
+        const qudit::OutcomeDistribution records = state->probabilities(qudit_indices(list));
         const std::vector<std::uint64_t> dimensions = property_dimensions(list);
         // Tested only now: the properties stay entangled even so. The count
         // comes first, so that a short buffer never has the combinations
@@ -189,17 +189,19 @@ VORTAN_API vortan_result vortan_calculate_probabilities(vortan_quantum_property*
         // position rather than a search; records have distinct outcomes, so
         // the answer is that of a search from the first record.
         const std::size_t none = combinations.size();
-        std::vector<const qudit::OutcomeProbability*> record_at(combinations.size(), nullptr);
-        for (const qudit::OutcomeProbability& record : records) {
-            const std::size_t k = combination_position(record.outcome, dimensions, none);
-            if (k != none && record_at[k] == nullptr) record_at[k] = &record;
+        const std::size_t no_record = records.size();
+        std::vector<std::size_t> record_at(combinations.size(), no_record);
+        for (std::size_t r = 0; r < records.size(); ++r) {
+            const std::size_t k = combination_position(records.outcome(r), dimensions, none);
+            if (k != none && record_at[k] == no_record) record_at[k] = r;
         }
         for (std::size_t k = 0; k < combinations.size(); ++k) {
             vortan_probability_entry& element = output_buffer[k];
             int32_t* values = element.outcome_values;
             element.outcome_count = property_count;
             if (values != nullptr) std::copy(combinations[k].begin(), combinations[k].end(), values);
-            element.probability = record_at[k] != nullptr ? static_cast<float>(record_at[k]->probability) : 0.0f;
+            element.probability =
+                record_at[k] != no_record ? static_cast<float>(records.probability(record_at[k])) : 0.0f;
         }
         if (out_count != nullptr) *out_count = combinations.size();
         return VORTAN_SUCCESS;

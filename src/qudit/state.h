@@ -60,7 +60,7 @@ public:
     /// record per outcome in order of first occurrence in storage, summed in
     /// storage order, not normalised, no threshold. Throws BadQuditIndex
     /// "probabilities: qudit index i out of range [0, n)".
-    virtual std::vector<OutcomeProbability> probabilities(std::vector<std::int32_t> qudits) const = 0;
+    virtual OutcomeDistribution probabilities(std::vector<std::int32_t> qudits) const = 0;
     /// The reached elements of the density matrix of `qudits`, all other
     /// qudits traced out, in order of the first pair that reaches them. An
     /// empty list gives the trace as one element of the one, empty, label.

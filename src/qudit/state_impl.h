@@ -55,7 +55,7 @@ public:
     std::vector<DynamicBasisEntry> basis_entries() const override;
     std::unique_ptr<IState> clone() const override { return std::make_unique<State>(*this); }
     void normalize() override;
-    std::vector<OutcomeProbability> probabilities(std::vector<std::int32_t> qudits) const override;
+    OutcomeDistribution probabilities(std::vector<std::int32_t> qudits) const override;
     DensityMatrix reduced_density_matrix(std::vector<std::int32_t> qudits) const override;
     std::vector<std::int32_t> measure(std::vector<std::int32_t> qudits) override;
     std::vector<std::int32_t> forced_measure(std::vector<std::int32_t> qudits,

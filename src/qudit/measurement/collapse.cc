@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <limits>
+#include <span>
 #include <type_traits>
 #include <stdexcept>
 #include <utility>
@@ -109,12 +110,13 @@ std::mt19937& State<T>::generator() {
 
 template <class T>
 std::vector<std::int32_t> State<T>::measure(std::vector<std::int32_t> qudits) {
-    std::vector<OutcomeProbability> records = probabilities(qudits);
+    const OutcomeDistribution records = probabilities(qudits);
     if (records.empty()) return {};
     // Seeding comes before the draw, even when the draw needs no number.
     std::mt19937& engine = generator();
-    const std::int32_t drawn = draw_index(weights_of(records), engine);
-    std::vector<std::int32_t> outcome = std::move(records[static_cast<std::size_t>(drawn)].outcome);
+    const std::int32_t drawn = draw_index(weights_of(records.probabilities()), engine);
+    const std::span<const std::int32_t> chosen = records.outcome(static_cast<std::size_t>(drawn));
+    std::vector<std::int32_t> outcome(chosen.begin(), chosen.end());
     // The caller's list, not the filled one: an empty list collapses nothing
     // and only renormalises.
     collapse_to_outcome(qudits, outcome);

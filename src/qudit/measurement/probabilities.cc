@@ -31,19 +31,24 @@ std::int32_t checked_value(const DynamicDitArray& dits, std::int32_t qudit) {
 }  // namespace
 
 template <class T>
-std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t> qudits) const {
+OutcomeDistribution State<T>::probabilities(std::vector<std::int32_t> qudits) const {
     if (qudits.empty())
         for (std::uint64_t q = 0; q < num_qudits(); ++q) qudits.push_back(static_cast<std::int32_t>(q));
     for (const std::int32_t q : qudits) check_qudit_index(q, "probabilities");
 
-    std::vector<OutcomeProbability> result;
+    OutcomeDistribution result(qudits.size());
     if constexpr (!is_dynamic_v<T>) {
         // The outcome is a function of the listed fields of the values word
         // alone, so that word masked is a key with the same equality as the
-        // outcome vector, repeated and long lists included. Records still come
-        // in order of first occurrence and sum in storage order.
+        // outcome, repeated and long lists included. Records still come in
+        // order of first occurrence and sum in storage order.
         std::uint64_t mask = 0;
-        for (const std::int32_t q : qudits) mask |= T::mask << T::shift_of(static_cast<std::uint32_t>(q));
+        std::vector<unsigned> shifts;
+        shifts.reserve(qudits.size());
+        for (const std::int32_t q : qudits) {
+            shifts.push_back(T::shift_of(static_cast<std::uint32_t>(q)));
+            mask |= T::mask << shifts.back();
+        }
         // `position_of(key, position)` is the record of a masked word, or NONE
         // after it has recorded `position` for it.
         const auto tally = [&](auto&& position_of, auto&& ahead) {
@@ -55,16 +60,12 @@ std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t
                 const auto position = static_cast<std::uint32_t>(result.size());
                 const std::uint32_t found = position_of(entry.dits.values & mask, position);
                 if (found != WordIndex::NONE) {
-                    result[found].probability += p;
+                    result.add(found, p);
                     continue;
                 }
-                OutcomeProbability record;
-                record.outcome.reserve(qudits.size());
-                for (const std::int32_t q : qudits)
-                    record.outcome.push_back(
-                        static_cast<std::int32_t>(entry.dits.value_at(static_cast<std::uint32_t>(q))));
-                record.probability = p;
-                result.push_back(std::move(record));
+                std::int32_t* outcome = result.append(p);
+                for (const unsigned shift : shifts)
+                    *outcome++ = static_cast<std::int32_t>((entry.dits.values >> shift) & T::mask);
             }
         };
         // Few listed bits, or few enough for the entries: the masked word,
@@ -104,10 +105,10 @@ std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t
             const double p = squared_magnitude(entry.amplitude);
             const auto found = index.find(scratch);
             if (found != index.end()) {
-                result[found->second].probability += p;
+                result.add(found->second, p);
             } else {
                 index.emplace(scratch, result.size());
-                result.push_back(OutcomeProbability{scratch, p});
+                std::copy(scratch.begin(), scratch.end(), result.append(p));
             }
         }
     }
@@ -115,7 +116,7 @@ std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t
 }
 
 #define VORTAN_INSTANTIATE(T) \
-    template std::vector<OutcomeProbability> State<T>::probabilities(std::vector<std::int32_t>) const;
+    template OutcomeDistribution State<T>::probabilities(std::vector<std::int32_t>) const;
 #include "qudit/state_members.def"
 
 }  // namespace vortan::qudit

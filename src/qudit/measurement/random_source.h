@@ -15,12 +15,8 @@ std::mt19937 seeded_generator();
 
 /// Record weights, narrowed to float in record order: a probability too small
 /// for a float becomes 0 and can then not be drawn.
-template <class Records>
-std::vector<float> weights_of(const Records& records) {
-    std::vector<float> weights;
-    weights.reserve(records.size());
-    for (const auto& record : records) weights.push_back(static_cast<float>(record.probability));
-    return weights;
+inline std::vector<float> weights_of(const std::vector<double>& probabilities) {
+    return std::vector<float>(probabilities.begin(), probabilities.end());
 }
 
 /// Cumulative sums of the weights widened to double and divided by their

@@ -13,12 +13,46 @@
 
 namespace vortan::qudit {
 
-/// One outcome of a list of qudits, with the summed squared magnitude of the
-/// entries that show it (not divided by the state's norm).
-struct OutcomeProbability {
-    /// One dit value per element of the qudit list, in the list's order.
-    std::vector<std::int32_t> outcome;
-    double probability = 0.0;
+/// The outcome distribution of a list of qudits. Record i has an outcome, one
+/// dit value per element of the list in the list's order, and a probability:
+/// the summed squared magnitude of the entries that show it (not divided by
+/// the state's norm). The outcomes lie in one array, `width` values apart, so
+/// that a record costs no allocation of its own; with many outcomes (one per
+/// entry at worst) that allocation was most of the cost of the reading.
+class OutcomeDistribution {
+public:
+    explicit OutcomeDistribution(std::size_t width = 0) : width_(width) {}
+
+    /// Records, not values.
+    std::size_t size() const { return probabilities_.size(); }
+    bool empty() const { return probabilities_.empty(); }
+    /// Values per outcome: the length of the qudit list.
+    std::size_t width() const { return width_; }
+    std::span<const std::int32_t> outcome(std::size_t record) const {
+        return {outcomes_.data() + record * width_, width_};
+    }
+    double probability(std::size_t record) const { return probabilities_[record]; }
+    /// All probabilities in record order.
+    const std::vector<double>& probabilities() const { return probabilities_; }
+
+    void reserve(std::size_t records) {
+        probabilities_.reserve(records);
+        outcomes_.reserve(records * width_);
+    }
+    /// Appends a record of probability `p` and returns where its `width`
+    /// values are to be written.
+    std::int32_t* append(double p) {
+        probabilities_.push_back(p);
+        outcomes_.resize(outcomes_.size() + width_);
+        return outcomes_.data() + (outcomes_.size() - width_);
+    }
+    /// Adds `p` to the probability of a record.
+    void add(std::size_t record, double p) { probabilities_[record] += p; }
+
+private:
+    std::size_t width_;
+    std::vector<std::int32_t> outcomes_;
+    std::vector<double> probabilities_;
 };
 
 /// The reached places of a reduced density matrix. Rows and columns are
@@ -47,7 +81,7 @@ struct DensityMatrix {
 
 /// FNV-1a over whole elements rather than bytes, each sign-extended to 64
 /// bits: the hash that outcome tables are specified with.
-inline std::uint64_t outcome_hash(const std::vector<std::int32_t>& outcome) {
+inline std::uint64_t outcome_hash(std::span<const std::int32_t> outcome) {
     std::uint64_t hash = FNV_OFFSET_BASIS;
     for (const std::int32_t value : outcome)
         hash = fnv1a_step(hash, static_cast<std::uint64_t>(static_cast<std::int64_t>(value)));

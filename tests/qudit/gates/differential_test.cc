@@ -76,10 +76,11 @@ void expect_probabilities(const IState& state, const ref::DenseState& dense,
             want[outcome] += std::norm(dense.at(digits));
         }
         double covered = 0.0, total = 0.0;
-        for (const qudit::OutcomeProbability& record : state.probabilities(qudits)) {
-            const std::vector<int> outcome(record.outcome.begin(), record.outcome.end());
-            EXPECT_NEAR(record.probability, want[outcome], 1e-8) << where;
-            covered += record.probability;
+        const qudit::OutcomeDistribution records = state.probabilities(qudits);
+        for (std::size_t r = 0; r < records.size(); ++r) {
+            const std::vector<int> outcome(records.outcome(r).begin(), records.outcome(r).end());
+            EXPECT_NEAR(records.probability(r), want[outcome], 1e-8) << where;
+            covered += records.probability(r);
         }
         for (const auto& [outcome, weight] : want) total += weight;
         EXPECT_NEAR(covered, total, 1e-8) << where;
