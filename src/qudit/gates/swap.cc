@@ -77,7 +77,7 @@ bool i_swap_regrouped(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, 
     for (std::size_t i = 0; i < n; ++i) {
         if (entries[i].dits.dimensions != dimensions) return false;
         items[i] = entries[i].dits.values << KEY_SHIFT | i;
-        ascending = ascending && (i == 0 || items[i - 1] < items[i]);
+        ascending = ascending && (i == 0 || items[i - 1] >> KEY_SHIFT < items[i] >> KEY_SHIFT);
     }
     if (!ascending) {
         radix_sort(items, scratch, KEY_BITS);
