@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <map>
 #include <random>
 
+#include "qudit/gates/entry_kernels.h"
 #include "qudit/state_forms.h"
 
 namespace vortan::qudit {
@@ -168,6 +170,93 @@ TEST(Regroup, spreading_gates_match_the_straightforward_form) {
             }
         }
     }
+}
+
+// i_swap as it first was: scale each selected entry whose two values differ,
+// append its exchanged partner, merge the whole list.
+template <class T>
+void expanded_i_swap(std::vector<BasisEntry<T>>& list, std::int32_t q1, std::int32_t q2, double fraction,
+                     const Predicates& predicates) {
+    const double theta = fraction * 1.5707963267948966;
+    const double c = std::cos(theta), s = std::sin(theta);
+    const std::size_t n = list.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        const T& dits = list[i].dits;
+        if (!entry_passes_predicates(dits, predicates) || dits[q1].value == dits[q2].value) continue;
+        const std::complex<double> amplitude = list[i].amplitude;
+        list[i].amplitude = std::complex<double>(c, 0.0) * amplitude;
+        BasisEntry<T> partner{list[i].dits, std::complex<double>(0.0, s) * amplitude};
+        exchange(partner.dits, q1, q2);
+        list.push_back(partner);
+    }
+    State<T>::merge_entries(list);
+}
+
+// The packed i_swap against the expanded one, bit for bit and in the same
+// order: few entries (first occurrence) and many (ascending), given in
+// ascending order or shuffled, dense enough that most partners exist or so
+// sparse that few do, with controls of both senses, at fractions whose
+// partners survive or are pruned.
+template <class T>
+void i_swap_matches_expansion(const std::vector<std::uint64_t>& dims, std::uint64_t seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> part(-1.0, 1.0);
+    const auto n = static_cast<std::int32_t>(T::size());
+    std::uint64_t space = 1;
+    for (std::uint64_t d : dims) space *= d;
+    for (std::size_t count : {3, 8, 9, 12, 300, 3000}) {
+        for (bool dense : {true, false}) {
+            for (double fraction : {0.4, -1.7, 2.0}) {
+                const std::uint64_t drawn = std::min<std::uint64_t>(dense ? count + count / 4 : 50 * count, space);
+                std::map<std::uint64_t, std::complex<double>> chosen;  // by code, so ascending keys
+                while (chosen.size() < std::min<std::uint64_t>(count, drawn)) {
+                    chosen[rng() % drawn] = {part(rng), part(rng)};
+                }
+                std::vector<BasisEntry<T>> list;
+                for (const auto& [code, amplitude] : chosen) {
+                    BasisEntry<T> e{{}, amplitude};
+                    std::uint64_t c = code;
+                    for (std::int32_t i = 0; i < n; ++i) {
+                        const std::uint64_t d = dims[static_cast<std::size_t>(i)];
+                        e.dits[i] = Dit{c % d, d};
+                        c /= d;
+                    }
+                    list.push_back(e);
+                }
+                if (rng() % 2) std::shuffle(list.begin(), list.end(), rng);
+                // Another qudit of the same dimension, else the target itself.
+                const auto q1 = static_cast<std::int32_t>(rng() % n);
+                std::int32_t q2 = q1;
+                for (std::int32_t step = 1; step < n && q2 == q1; ++step)
+                    if (dims[(q1 + step) % n] == dims[q1]) q2 = (q1 + step) % n;
+                Predicates predicates;
+                if (const auto q = static_cast<std::int32_t>(rng() % n); q != q1 && q != q2)
+                    predicates.push_back({q, static_cast<std::int32_t>(rng() % 3), rng() % 2 == 0});
+                auto expected = list;
+                expanded_i_swap(expected, q1, q2, fraction, predicates);
+                State<T> state(list, true);
+                state.i_swap(q1, q2, fraction, predicates);
+                const auto& got = state.entries();
+                const std::string where = std::to_string(list.size()) + " entries, fraction " +
+                                          std::to_string(fraction) + ", qudits " + std::to_string(q1) + " " +
+                                          std::to_string(q2) + ", " + std::to_string(predicates.size()) + " control";
+                ASSERT_EQ(got.size(), expected.size()) << where;
+                for (std::size_t i = 0; i < got.size(); ++i) {
+                    ASSERT_EQ(got[i].dits.values, expected[i].dits.values) << where << ", at " << i;
+                    EXPECT_EQ(got[i].dits.dimensions, expected[i].dits.dimensions) << where;
+                    EXPECT_TRUE(same_bits(got[i].amplitude, expected[i].amplitude)) << where << ", at " << i;
+                }
+            }
+        }
+    }
+}
+
+TEST(Regroup, i_swap_matches_the_expanded_list_merged) {
+    i_swap_matches_expansion<DitArray<2, 12>>(std::vector<std::uint64_t>(12, 2), 11);
+    i_swap_matches_expansion<DitArray<2, 4>>(std::vector<std::uint64_t>(4, 2), 12);
+    i_swap_matches_expansion<DitArray<3, 9>>(std::vector<std::uint64_t>(9, 3), 13);
+    i_swap_matches_expansion<DitArray<3, 7>>({2, 3, 2, 3, 3, 2, 3}, 14);
+    i_swap_matches_expansion<DitArray<3, 3>>({3, 2, 3}, 15);
 }
 
 }  // namespace
