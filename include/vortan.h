@@ -477,7 +477,8 @@ VORTAN_API vortan_result vortan_stochastic_projection_modern(vortan_predicate *c
  *  result->ops_executed tells how many completed.
  *  @return VORTAN_ERROR_NULL_POINTER (invalid record, nothing ran),
  *          VORTAN_ERROR_INVALID_ARGUMENT (unknown opcode, nothing ran),
- *          VORTAN_ERROR_INTERNAL (any failure while running), or
+ *          VORTAN_ERROR_INTERNAL (any failure while running, and exhausted
+ *          memory while the records are copied, before anything runs), or
  *          VORTAN_SUCCESS; equal to result->error_code. */
 VORTAN_API vortan_result vortan_execute_batch(const vortan_batch_op *ops, size_t op_count,
                                               vortan_batch_result *result, vortan_error_info *error_info);
