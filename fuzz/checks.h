@@ -92,5 +92,8 @@ private:
 /// Both float lists describe a state of squared norm 1 within the rounding
 /// the library promises (float results of double sums).
 constexpr double NORM_TOLERANCE = 1e-4;
+/// A measurement renormalises by a norm summed in float, one entry after
+/// another: over n entries that sum may be off by up to n float roundings.
+constexpr double FLOAT_SUM_ROUNDING = 0x1p-24;
 
 }  // namespace vortan::fuzz

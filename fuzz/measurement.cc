@@ -79,7 +79,7 @@ void Session::measure() {
     }
     if (normalised(list.slots)) {
         const double p = probability_of(list.slots, outcome);
-        if (p >= 0.0 && std::fabs(p - 1.0) > NORM_TOLERANCE)
+        if (p >= 0.0 && std::fabs(p - 1.0) > norm_tolerance(list.slots))
             broken(call.function(), "left its own outcome with probability %.9g", p);
     }
 }
@@ -124,7 +124,7 @@ void Session::forced_measure() {
                    properties_[list.slots[i]].dimension);
     if (normalised(list.slots)) {
         const double p = probability_of(list.slots, values);
-        if (p >= 0.0 && std::fabs(p - 1.0) > NORM_TOLERANCE)
+        if (p >= 0.0 && std::fabs(p - 1.0) > norm_tolerance(list.slots))
             broken(call.function(), "left the forced outcome with probability %.9g", p);
     }
 }
@@ -183,13 +183,13 @@ void Session::probabilities() {
             if (!values.untouched(k * width + list.slots.size(), (k + 1) * width))
                 broken(call.function(), "wrote past the outcome values of entry %zu", k);
         }
-        if (!(e.probability >= 0.0f && e.probability <= 1.0f + NORM_TOLERANCE) && normalised(list.slots))
+        if (!(e.probability >= 0.0f && e.probability <= 1.0f + norm_tolerance(list.slots)) && normalised(list.slots))
             broken(call.function(), "entry %zu has probability %.9g", k, double{e.probability});
         if (e.probability != 0.0f && contradicts(k, list.slots, dims))
             broken(call.function(), "gave one property two values with probability %.9g", double{e.probability});
         total += e.probability;
     }
-    if (normalised(list.slots) && std::fabs(total - 1.0) > NORM_TOLERANCE)
+    if (normalised(list.slots) && std::fabs(total - 1.0) > norm_tolerance(list.slots))
         broken(call.function(), "probabilities of a normalised state sum to %.9g", total);
 }
 
@@ -244,7 +244,7 @@ void Session::density_matrix() {
                 broken(call.function(), "element (%zu, %zu) exceeds its diagonal", r, c);
         }
     }
-    if (normalised(list.slots) && std::fabs(trace - 1.0) > NORM_TOLERANCE)
+    if (normalised(list.slots) && std::fabs(trace - 1.0) > norm_tolerance(list.slots))
         broken(call.function(), "trace %.9g on a normalised state", trace);
 }
 

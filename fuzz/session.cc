@@ -176,6 +176,17 @@ bool Session::normalised(const std::vector<int>& slots) {
     return true;
 }
 
+double Session::norm_tolerance(const std::vector<int>& slots) const {
+    std::size_t entries = 0;
+    for (const int s : slots) {
+        std::size_t size = 0;
+        if (properties_[s].handle != nullptr &&
+            vortan_quantum_property_get_state_vector_size(properties_[s].handle, &size) == VORTAN_SUCCESS)
+            entries = std::max(entries, size);
+    }
+    return NORM_TOLERANCE + 2.0 * static_cast<double>(entries) * FLOAT_SUM_ROUNDING;
+}
+
 std::uint64_t Session::combinations(const std::vector<int>& slots) const {
     std::uint64_t product = 1;
     for (const int s : slots) product *= properties_[s].dimension;
@@ -233,7 +244,7 @@ void Session::check_invariants() {
         double total = 0.0;
         for (std::int32_t v = 0; v < static_cast<std::int32_t>(properties_[slot].dimension); ++v)
             total += probability_of({slot}, {v});
-        if (std::fabs(total - 1.0) > NORM_TOLERANCE)
+        if (std::fabs(total - 1.0) > norm_tolerance({slot}))
             broken("vortan_calculate_probabilities", "one property's distribution sums to %.9g", total);
     }
 }
@@ -299,7 +310,7 @@ void Session::gather() {
     if (code != VORTAN_SUCCESS || !normalised(slots)) return;
     double total = 0.0;
     for (const vortan_probability_entry& e : buffer) total += e.probability;
-    if (std::fabs(total - 1.0) > NORM_TOLERANCE)
+    if (std::fabs(total - 1.0) > norm_tolerance(slots))
         broken(call.function(), "probabilities of a normalised state sum to %.9g", total);
 }
 

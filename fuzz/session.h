@@ -113,6 +113,9 @@ private:
     /// Appends the property slot of each predicate a call reads from `list`.
     void add_predicate_properties(const PredicateList& list, std::vector<int>& slots) const;
     bool normalised(const std::vector<int>& slots);
+    /// How far from 1 a normalised group's total may read: NORM_TOLERANCE
+    /// plus the float rounding of a renormalisation over its entries.
+    double norm_tolerance(const std::vector<int>& slots) const;
     std::uint64_t combinations(const std::vector<int>& slots) const;
     /// The dimension of each slot's property, 0 for an empty slot.
     std::vector<std::uint32_t> dimensions() const;
