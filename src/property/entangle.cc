@@ -15,9 +15,36 @@ using qudit::MAX_STATE_SIZE;
 using qudit::str_cat;
 
 namespace {
+
+// A's entries are the slow index, B's the fast one. Nothing is dropped
+// here; the state's constructor merges and removes exact zeros. The factory
+// is where a thirteenth qudit is refused; until it returns, neither group
+// has changed.
 std::unique_ptr<qudit::IState> exchange_product(const qudit::IState& a, const qudit::IState& b,
                                                 std::uint64_t dimension, std::uint64_t qudits_a,
-                                                std::uint64_t qudits_b);
+                                                std::uint64_t qudits_b) {
+    const std::vector<DynamicBasisEntry> list_a = a.basis_entries();
+    const std::vector<DynamicBasisEntry> list_b = b.basis_entries();
+    const std::uint64_t copied = list_a.size() * list_b.size();
+    if (copied > MAX_STATE_SIZE)
+        throw qudit::StateSizeExceeded(str_cat("Tensor product would produce ~", copied, " basis states (",
+                                               list_a.size(), " x ", list_b.size(), "), exceeding limit of ",
+                                               MAX_STATE_SIZE, " (entangling ", qudits_a, " + ", qudits_b,
+                                               " qudits)"));
+    std::vector<DynamicBasisEntry> list;
+    list.reserve(copied);
+    for (const DynamicBasisEntry& ea : list_a) {
+        for (const DynamicBasisEntry& eb : list_b) {
+            std::vector<qudit::Dit> dits;
+            dits.reserve(ea.dits.dits.size() + eb.dits.dits.size());
+            dits.insert(dits.end(), ea.dits.dits.begin(), ea.dits.dits.end());
+            dits.insert(dits.end(), eb.dits.dits.begin(), eb.dits.dits.end());
+            list.push_back({qudit::DynamicDitArray(std::move(dits)), ea.amplitude * eb.amplitude});
+        }
+    }
+    return qudit::make_state(dimension, qudits_a + qudits_b, list);
+}
+
 }  // namespace
 
 void entangle(QuantumProperty& first, QuantumProperty& second) {
@@ -69,38 +96,5 @@ qudit::IState* tensor_state(std::vector<QuantumProperty*>& targets,
     for (const vortan_predicate_record& predicate : predicates) targets.push_back(predicate.property);
     return tensor_state(targets);
 }
-
-namespace {
-
-// A's entries are the slow index, B's the fast one. Nothing is dropped
-// here; the state's constructor merges and removes exact zeros. The factory
-// is where a thirteenth qudit is refused; until it returns, neither group
-// has changed.
-std::unique_ptr<qudit::IState> exchange_product(const qudit::IState& a, const qudit::IState& b,
-                                                std::uint64_t dimension, std::uint64_t qudits_a,
-                                                std::uint64_t qudits_b) {
-    const std::vector<DynamicBasisEntry> list_a = a.basis_entries();
-    const std::vector<DynamicBasisEntry> list_b = b.basis_entries();
-    const std::uint64_t copied = list_a.size() * list_b.size();
-    if (copied > MAX_STATE_SIZE)
-        throw qudit::StateSizeExceeded(str_cat("Tensor product would produce ~", copied, " basis states (",
-                                               list_a.size(), " x ", list_b.size(), "), exceeding limit of ",
-                                               MAX_STATE_SIZE, " (entangling ", qudits_a, " + ", qudits_b,
-                                               " qudits)"));
-    std::vector<DynamicBasisEntry> list;
-    list.reserve(copied);
-    for (const DynamicBasisEntry& ea : list_a) {
-        for (const DynamicBasisEntry& eb : list_b) {
-            std::vector<qudit::Dit> dits;
-            dits.reserve(ea.dits.dits.size() + eb.dits.dits.size());
-            dits.insert(dits.end(), ea.dits.dits.begin(), ea.dits.dits.end());
-            dits.insert(dits.end(), eb.dits.dits.begin(), eb.dits.dits.end());
-            list.push_back({qudit::DynamicDitArray(std::move(dits)), ea.amplitude * eb.amplitude});
-        }
-    }
-    return qudit::make_state(dimension, qudits_a + qudits_b, list);
-}
-
-}  // namespace
 
 }  // namespace vortan

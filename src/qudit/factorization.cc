@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <numeric>
 #include <utility>
 
+#include "qudit/gates/radix_sort.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
@@ -101,20 +101,6 @@ struct RestEntry {
     std::complex<double> amplitude;
 };
 
-/// Least significant digit first, a byte a pass over the key's width: linear
-/// in the entries, where a comparison sort of a branch at the size limit is
-/// most of the cost of the whole test.
-void radix_sort(std::vector<RestEntry<std::uint64_t>>& rest, std::uint64_t key_bits) {
-    std::vector<RestEntry<std::uint64_t>> sorted(rest.size());
-    for (std::uint64_t shift = 0; shift < key_bits; shift += 8) {
-        std::array<std::size_t, 257> start{};
-        for (const auto& e : rest) ++start[((e.key >> shift) & 0xff) + 1];
-        std::partial_sum(start.begin(), start.end(), start.begin());
-        for (const auto& e : rest) sorted[start[(e.key >> shift) & 0xff]++] = e;
-        rest.swap(sorted);
-    }
-}
-
 /// The branch of one bucket as the state of the other qudits, sorted. Keys
 /// are distinct, since entries are, so any sort gives this one order.
 template <class T>
@@ -125,9 +111,16 @@ auto sorted_rest(const std::vector<BasisEntry<T>>& entries, const Bucket& bucket
     for (std::uint32_t p : bucket.positions) rest.push_back({rest_key(entries[p].dits, qudit), entries[p].amplitude});
     constexpr std::size_t RADIX_FROM = 256;
     if constexpr (!is_dynamic_v<T>) {
+        // A comparison sort of a branch at the size limit would be most of
+        // the cost of the whole test: linear instead, by position.
         if (rest.size() >= RADIX_FROM) {
-            radix_sort(rest, T::size() * T::bits_per_dit);
-            return rest;
+            std::vector<std::uint64_t> items(rest.size()), scratch;
+            for (std::size_t i = 0; i < rest.size(); ++i) items[i] = rest[i].key << KEY_SHIFT | i;
+            radix_sort(items, scratch, key_bits_of<T>());
+            std::vector<RestEntry<Key>> sorted;
+            sorted.reserve(rest.size());
+            for (const std::uint64_t item : items) sorted.push_back(rest[static_cast<std::uint32_t>(item)]);
+            return sorted;
         }
     }
     std::sort(rest.begin(), rest.end(), [](const RestEntry<Key>& a, const RestEntry<Key>& b) { return a.key < b.key; });

@@ -34,17 +34,14 @@ bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, s
         if (!selection.passes(values)) continue;
         const std::uint64_t differ = ((values >> shift1) ^ (values >> shift2)) & T::mask;
         if (turn && differ == 0) continue;
-        if (entry.dits.dimensions != dimensions) {
-            if (turn) entry.amplitude = entry.amplitude * moved;
-            exchange(entry.dits, qudit1, qudit2);
-            continue;
-        }
         if (turn) entry.amplitude = entry.amplitude * moved;
-        entry.dits.values = values ^ ((differ << shift1) | (differ << shift2));
+        if (entry.dits.dimensions != dimensions)
+            exchange(entry.dits, qudit1, qudit2);
+        else
+            entry.dits.values = values ^ ((differ << shift1) | (differ << shift2));
     }
     return true;
 }
-
 
 /// The general path of i_swap on a packed form without expanding: the result
 /// that appending every partner and merging gives, for lists of 9 or more.
@@ -62,7 +59,7 @@ bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, s
 template <class T>
 bool i_swap_regrouped(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, std::int32_t qudit2,
                       const Predicates& predicates, std::complex<double> stay, std::complex<double> moved) {
-    constexpr unsigned KEY_BITS = static_cast<unsigned>(T::size() * T::bits_per_dit);
+    constexpr unsigned KEY_BITS = key_bits_of<T>();
     constexpr std::size_t CLASSES = std::size_t{1} << (2 * T::bits_per_dit);
     const unsigned shift1 = T::shift_of(static_cast<std::uint32_t>(qudit1));
     const unsigned shift2 = T::shift_of(static_cast<std::uint32_t>(qudit2));
