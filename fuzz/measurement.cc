@@ -79,7 +79,7 @@ void Session::measure() {
     }
     if (normalised(list.slots)) {
         const double p = probability_of(list.slots, outcome);
-        if (p >= 0.0 && std::fabs(p - 1.0) > norm_tolerance(list.slots))
+        if (p >= 0.0 && std::fabs(p - 1.0) > NORM_TOLERANCE)
             broken(call.function(), "left its own outcome with probability %.9g", p);
     }
 }
@@ -124,16 +124,14 @@ void Session::forced_measure() {
                    properties_[list.slots[i]].dimension);
     if (normalised(list.slots)) {
         const double p = probability_of(list.slots, values);
-        if (p >= 0.0 && std::fabs(p - 1.0) > norm_tolerance(list.slots))
+        if (p >= 0.0 && std::fabs(p - 1.0) > NORM_TOLERANCE)
             broken(call.function(), "left the forced outcome with probability %.9g", p);
     }
 }
 
 void Session::probabilities() {
     PropertyList list = property_list(true);
-    const std::vector<std::uint32_t> all = dimensions();
-    std::vector<std::uint32_t> dims;
-    for (const int s : list.slots) dims.push_back(all[static_cast<std::size_t>(s)]);
+    const std::vector<std::uint32_t> dims = dimensions(list.slots);
     const std::uint64_t needed = combinations(list.slots);
     const std::size_t declared = buffer_size(in_, needed, MAX_BUFFER);
     const bool null_output = in_.one_in(16), null_count = in_.one_in(4);
@@ -183,21 +181,19 @@ void Session::probabilities() {
             if (!values.untouched(k * width + list.slots.size(), (k + 1) * width))
                 broken(call.function(), "wrote past the outcome values of entry %zu", k);
         }
-        if (!(e.probability >= 0.0f && e.probability <= 1.0f + norm_tolerance(list.slots)) && normalised(list.slots))
+        if (!(e.probability >= 0.0f && e.probability <= 1.0f + NORM_TOLERANCE) && normalised(list.slots))
             broken(call.function(), "entry %zu has probability %.9g", k, double{e.probability});
         if (e.probability != 0.0f && contradicts(k, list.slots, dims))
             broken(call.function(), "gave one property two values with probability %.9g", double{e.probability});
         total += e.probability;
     }
-    if (normalised(list.slots) && std::fabs(total - 1.0) > norm_tolerance(list.slots))
+    if (normalised(list.slots) && std::fabs(total - 1.0) > NORM_TOLERANCE)
         broken(call.function(), "probabilities of a normalised state sum to %.9g", total);
 }
 
 void Session::density_matrix() {
     PropertyList list = property_list(true);
-    const std::vector<std::uint32_t> all = dimensions();
-    std::vector<std::uint32_t> dims;
-    for (const int s : list.slots) dims.push_back(all[static_cast<std::size_t>(s)]);
+    const std::vector<std::uint32_t> dims = dimensions(list.slots);
     const std::uint64_t side = combinations(list.slots);
     const std::size_t declared = buffer_size(in_, side * side, MAX_BUFFER);
     const bool null_output = in_.one_in(16), null_dimension = in_.one_in(4);
@@ -244,7 +240,7 @@ void Session::density_matrix() {
                 broken(call.function(), "element (%zu, %zu) exceeds its diagonal", r, c);
         }
     }
-    if (normalised(list.slots) && std::fabs(trace - 1.0) > norm_tolerance(list.slots))
+    if (normalised(list.slots) && std::fabs(trace - 1.0) > NORM_TOLERANCE)
         broken(call.function(), "trace %.9g on a normalised state", trace);
 }
 

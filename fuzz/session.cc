@@ -176,17 +176,6 @@ bool Session::normalised(const std::vector<int>& slots) {
     return true;
 }
 
-double Session::norm_tolerance(const std::vector<int>& slots) const {
-    std::size_t entries = 0;
-    for (const int s : slots) {
-        std::size_t size = 0;
-        if (properties_[s].handle != nullptr &&
-            vortan_quantum_property_get_state_vector_size(properties_[s].handle, &size) == VORTAN_SUCCESS)
-            entries = std::max(entries, size);
-    }
-    return NORM_TOLERANCE + 2.0 * static_cast<double>(entries) * FLOAT_SUM_ROUNDING;
-}
-
 std::uint64_t Session::combinations(const std::vector<int>& slots) const {
     std::uint64_t product = 1;
     for (const int s : slots) product *= properties_[s].dimension;
@@ -196,6 +185,13 @@ std::uint64_t Session::combinations(const std::vector<int>& slots) const {
 std::vector<std::uint32_t> Session::dimensions() const {
     std::vector<std::uint32_t> result;
     for (const Property& p : properties_) result.push_back(p.handle != nullptr ? p.dimension : 0);
+    return result;
+}
+
+std::vector<std::uint32_t> Session::dimensions(const std::vector<int>& slots) const {
+    const std::vector<std::uint32_t> all = dimensions();
+    std::vector<std::uint32_t> result;
+    for (const int s : slots) result.push_back(all[static_cast<std::size_t>(s)]);
     return result;
 }
 
@@ -244,7 +240,7 @@ void Session::check_invariants() {
         double total = 0.0;
         for (std::int32_t v = 0; v < static_cast<std::int32_t>(properties_[slot].dimension); ++v)
             total += probability_of({slot}, {v});
-        if (std::fabs(total - 1.0) > norm_tolerance({slot}))
+        if (std::fabs(total - 1.0) > NORM_TOLERANCE)
             broken("vortan_calculate_probabilities", "one property's distribution sums to %.9g", total);
     }
 }
@@ -310,7 +306,7 @@ void Session::gather() {
     if (code != VORTAN_SUCCESS || !normalised(slots)) return;
     double total = 0.0;
     for (const vortan_probability_entry& e : buffer) total += e.probability;
-    if (std::fabs(total - 1.0) > norm_tolerance(slots))
+    if (std::fabs(total - 1.0) > NORM_TOLERANCE)
         broken(call.function(), "probabilities of a normalised state sum to %.9g", total);
 }
 

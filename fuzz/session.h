@@ -113,12 +113,11 @@ private:
     /// Appends the property slot of each predicate a call reads from `list`.
     void add_predicate_properties(const PredicateList& list, std::vector<int>& slots) const;
     bool normalised(const std::vector<int>& slots);
-    /// How far from 1 a normalised group's total may read: NORM_TOLERANCE
-    /// plus the float rounding of a renormalisation over its entries.
-    double norm_tolerance(const std::vector<int>& slots) const;
     std::uint64_t combinations(const std::vector<int>& slots) const;
     /// The dimension of each slot's property, 0 for an empty slot.
     std::vector<std::uint32_t> dimensions() const;
+    /// The same for the listed slots, in list order.
+    std::vector<std::uint32_t> dimensions(const std::vector<int>& slots) const;
     void drop_predicates_of(int slot);
     /// Probability of one outcome of the listed properties, read back through
     /// vortan_calculate_probabilities; negative if the buffer would be too big.
