@@ -1,6 +1,5 @@
-// The replaced allocation functions. Every form of operator new comes here;
-// blocks come from malloc, so that the sanitizers still see every one and
-// LeakSanitizer still finds what is never freed.
+// Every form of operator new comes here; blocks come from malloc, so the
+// sanitizers still see each one and LeakSanitizer finds what is never freed.
 
 #include "api/allocation_injector.h"
 
@@ -66,7 +65,6 @@ void arm(Failing mode, std::uint64_t k) {
 
 void disarm() { armed = false; }
 bool injected() { return refused; }
-std::uint64_t count() { return asked; }
 std::int64_t peak_bytes() { return peak; }
 
 }  // namespace vortan::testing::allocations
@@ -76,28 +74,18 @@ using vortan::testing::allocations::release;
 
 constexpr std::size_t plain = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
-void* operator new(std::size_t size) { return allocate(size, plain, true); }
-void* operator new[](std::size_t size) { return allocate(size, plain, true); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size, plain, false); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size, plain, false); }
-void* operator new(std::size_t size, std::align_val_t a) { return allocate(size, static_cast<std::size_t>(a), true); }
-void* operator new[](std::size_t size, std::align_val_t a) { return allocate(size, static_cast<std::size_t>(a), true); }
-void* operator new(std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept {
-    return allocate(size, static_cast<std::size_t>(a), false);
-}
-void* operator new[](std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept {
-    return allocate(size, static_cast<std::size_t>(a), false);
-}
-
-void operator delete(void* block) noexcept { release(block); }
-void operator delete[](void* block) noexcept { release(block); }
-void operator delete(void* block, std::size_t) noexcept { release(block); }
-void operator delete[](void* block, std::size_t) noexcept { release(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { release(block); }
-void operator delete[](void* block, const std::nothrow_t&) noexcept { release(block); }
-void operator delete(void* block, std::align_val_t) noexcept { release(block); }
-void operator delete[](void* block, std::align_val_t) noexcept { release(block); }
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept { release(block); }
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { release(block); }
-void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept { release(block); }
-void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept { release(block); }
+#define VORTAN_NEW(suffix)                                                                                     \
+    void* operator new suffix(std::size_t size) { return allocate(size, plain, true); }                        \
+    void* operator new suffix(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size, plain, false); } \
+    void* operator new suffix(std::size_t size, std::align_val_t a) { return allocate(size, std::size_t(a), true); } \
+    void* operator new suffix(std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept {           \
+        return allocate(size, std::size_t(a), false);                                                          \
+    }                                                                                                          \
+    void operator delete suffix(void* block) noexcept { release(block); }                                      \
+    void operator delete suffix(void* block, std::size_t) noexcept { release(block); }                         \
+    void operator delete suffix(void* block, const std::nothrow_t&) noexcept { release(block); }               \
+    void operator delete suffix(void* block, std::align_val_t) noexcept { release(block); }                    \
+    void operator delete suffix(void* block, std::size_t, std::align_val_t) noexcept { release(block); }       \
+    void operator delete suffix(void* block, std::align_val_t, const std::nothrow_t&) noexcept { release(block); }
+VORTAN_NEW()
+VORTAN_NEW([])

@@ -61,12 +61,10 @@ TEST(MeasurementExports, forcing_refuses_outcomes_out_of_range_or_absent_and_cha
     const char* range = "Forced measurement outcome value is out of range for the qudit dimension";
     const char* absent = "Forced measurement outcome is inconsistent with the current state amplitudes";
     int32_t out[2] = {-1, -1};
-    const int32_t too_high_for_the_qubit[] = {2, 1}, too_high_for_the_qutrit[] = {0, 3}, negative[] = {-1, 1},
-                  not_shown[] = {0, 2}, shown[] = {1, 2};
-    EXPECT_REPORT(2, range, vortan_forced_measure_properties, ab, 2, too_high_for_the_qubit, 2, out, 2);
-    EXPECT_REPORT(2, range, vortan_forced_measure_properties, ab, 2, too_high_for_the_qutrit, 2, out, 2);
-    EXPECT_REPORT(2, range, vortan_forced_measure_properties, ab, 2, negative, 2, out, 2);
-    EXPECT_REPORT(2, absent, vortan_forced_measure_properties, ab, 2, not_shown, 2, out, 2);
+    // Too high for the qubit, for the qutrit, negative, and shown by no entry.
+    const int32_t refused[][2] = {{2, 1}, {0, 3}, {-1, 1}, {0, 2}}, shown[] = {1, 2};
+    for (const auto& values : refused)
+        EXPECT_REPORT(2, values[1] == 2 ? absent : range, vortan_forced_measure_properties, ab, 2, values, 2, out, 2);
     const auto after = a.property().shared->state->basis_entries();
     ASSERT_EQ(after.size(), before.size());
     for (std::size_t i = 0; i < after.size(); ++i)

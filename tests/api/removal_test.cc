@@ -25,8 +25,7 @@ TEST(Removal, an_entangled_partner_is_measured_with_a_warning_and_left_definite)
         give_state({&a, &b}, {2, 2}, {{{0, 0}, M_SQRT1_2}, {{1, 1}, M_SQRT1_2}});
         EXPECT_EQ(give_back(a), "[Vortan] Warning: destroying entangled property (qudit 0 in 2-qudit shared state). "
                                 "Measurement will collapse entangled partners.\n");
-        const qudit::IState& left = *b.property().shared->state;
-        EXPECT_EQ(std::pair(left.num_qudits(), left.state_size()), (std::pair<uint64_t, uint64_t>(1, 1)));
+        EXPECT_EQ(b.property().shared->state->num_qudits() * 10 + b.property().shared->state->state_size(), 11u);
     }
 }
 
@@ -81,27 +80,17 @@ TEST(Removal, renumbers_only_the_last_qudit_and_keeps_an_orphaned_one) {
     EXPECT_EQ(c.property().shared->properties.size(), 1u);
 }
 
-// Alone in its group, a property goes without a measurement or a warning,
-// even superposed and entangled with a qudit whose handle is gone.
+// Alone in its group, a property goes without a measurement, a warning or a
+// report, even superposed and entangled with a qudit whose handle is gone.
 TEST(Removal, a_property_alone_goes_quietly_with_or_without_orphaned_qudits) {
     int calls = 0;
     vortan_set_error_callback([](const vortan_error_info*, void* n) { ++*static_cast<int*>(n); }, &calls);
-    Handle single(3);
+    Handle single(3), a(2), orphan(2);
     ASSERT_EQ(vortan_hadamard_operation(single.p, nullptr, 0, nullptr), VORTAN_SUCCESS);
-    vortan_error_info info{};
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(vortan_quantum_property_factorize_and_destroy(&single.p, &info), VORTAN_SUCCESS);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(single.p, nullptr);
-
-    Handle a(2), orphan(2);
     give_state({&a, &orphan}, {2, 2}, {{{0, 0}, M_SQRT1_2}, {{1, 1}, M_SQRT1_2}});
     vortan_quantum_property_destroy(&orphan.p);
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(vortan_quantum_property_factorize_and_destroy(&a.p, &info), VORTAN_SUCCESS);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(a.p, nullptr);
-    EXPECT_EQ(calls + info.code, 0) << "nothing reported";
+    EXPECT_EQ(give_back(single) + give_back(a), "");
+    EXPECT_TRUE(single.p == nullptr && a.p == nullptr && calls == 0);
     vortan_cleanup();
 }
 

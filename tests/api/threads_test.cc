@@ -10,7 +10,6 @@
 #include <cstring>
 #include <latch>
 #include <random>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -18,10 +17,8 @@
 
 namespace {
 
-constexpr int THREADS = 4;
-constexpr int ROUNDS = 40;
+constexpr int THREADS = 4, ROUNDS = 40;
 
-std::atomic<int> callbacks_total{0};
 thread_local int callbacks_here = 0;
 thread_local const vortan_error_info* last_reported = nullptr;
 
@@ -31,192 +28,136 @@ void count_callback(const vortan_error_info* info, void* user_data) {
     last_reported = info;
 }
 
-/// The library-wide queries; every thread calls them between its own work.
-void query_library(const char* first_version) {
-    const char* version = vortan_get_version();
-    EXPECT_EQ(version, first_version);
-    EXPECT_STREQ(version, "1.4.0");
-    uint32_t major = 0, minor = 0, patch = 0;
-    EXPECT_EQ(vortan_get_version_info(&major, &minor, &patch), VORTAN_SUCCESS);
-    EXPECT_EQ(major * 10000 + minor * 100 + patch, 10400u);
-    EXPECT_EQ(vortan_get_max_qudits(), 12u);
-    EXPECT_EQ(vortan_get_max_dimension(), 3u);
-    EXPECT_EQ(vortan_get_max_state_size(), 100000u);
-    EXPECT_TRUE(vortan_is_valid_dimension(3));
-    EXPECT_STREQ(vortan_get_error_string(VORTAN_ERROR_BUFFER_TOO_SMALL), "Buffer too small");
-    EXPECT_EQ(vortan_initialize(), VORTAN_SUCCESS);
-}
+struct Worker {
+    std::mt19937 random;
+    std::vector<vortan_quantum_property*> q;
+    vortan_error_info error{};
 
-class Worker {
-public:
-    explicit Worker(unsigned seed) : random_(seed) {}
-
-    void run(std::latch& start) {
-        start.arrive_and_wait();
-        // Every thread asks at once: the first call races the others if the
-        // text is composed at call time.
-        const char* version = vortan_get_version();
-        for (int d : {2, 3, 2, 3, 2}) q_.push_back(create(d));
-        for (int round = 0; round < ROUNDS; ++round) {
-            query_library(version);
-            for (int step = 0; step < 6; ++step) random_gate();
-            deliberate_failure();
-            read_out();
-            if (round % 4 == 3) measure_and_renew();
-        }
-        for (vortan_quantum_property*& p : q_) EXPECT_EQ(vortan_quantum_property_destroy(&p), VORTAN_SUCCESS);
-        EXPECT_EQ(callbacks_here, failures_);
-    }
-
-private:
+    std::size_t pick(std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(random); }
     vortan_quantum_property* create(int32_t dimension) {
         vortan_quantum_property* p = nullptr;
-        EXPECT_EQ(vortan_quantum_property_create(dimension, &p, &error_), VORTAN_SUCCESS);
+        EXPECT_EQ(vortan_quantum_property_create(dimension, &p, &error), VORTAN_SUCCESS);
         return p;
     }
-
-    std::size_t pick(std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(random_); }
     uint32_t dimension_of(vortan_quantum_property* p) {
         uint32_t d = 0;
         EXPECT_EQ(vortan_quantum_property_get_dimension(p, &d), VORTAN_SUCCESS);
         return d;
     }
 
-    void random_gate() {
-        vortan_quantum_property* target = q_[pick(q_.size())];
-        vortan_quantum_property* other = q_[pick(q_.size())];
-        vortan_predicate* control = nullptr;
-        std::size_t controls = 0;
-        if (other != target && pick(2) == 0) {
-            ASSERT_EQ(vortan_predicate_create(other, int32_t(pick(dimension_of(other))), pick(3) != 0, &control),
-                      VORTAN_SUCCESS);
-            controls = 1;
+    void run(std::latch& start) {
+        start.arrive_and_wait();
+        const char* version = vortan_get_version();  // all at once: composing it on call would race
+        for (int d : {2, 3, 2, 3, 2}) q.push_back(create(d));
+        for (int round = 0; round < ROUNDS; ++round) {
+            uint32_t v[3] = {};
+            EXPECT_TRUE(vortan_get_version() == version && vortan_get_version_info(&v[0], &v[1], &v[2]) == 0 &&
+                        v[0] * 10000 + v[1] * 100 + v[2] == 10400u && vortan_get_max_qudits() == 12u && vortan_initialize() == 0);
+            EXPECT_STREQ(vortan_get_error_string(VORTAN_ERROR_BUFFER_TOO_SMALL), "Buffer too small");
+            for (int step = 0; step < 6; ++step) random_gate();
+            deliberate_failure();
+            read_out();
+            if (round % 4 == 3) measure_and_renew();
         }
-        const double fraction = pick(3) == 0 ? 1.0 : std::uniform_real_distribution<double>(-2.0, 2.0)(random_);
+        for (vortan_quantum_property*& p : q) EXPECT_EQ(vortan_quantum_property_destroy(&p), VORTAN_SUCCESS);
+        EXPECT_EQ(callbacks_here, ROUNDS);
+    }
+
+    void random_gate() {
+        vortan_quantum_property *target = q[pick(q.size())], *other = q[pick(q.size())];
+        vortan_predicate* control = nullptr;
+        const std::size_t controls = other != target && pick(2) == 0;
+        if (controls) {
+            ASSERT_EQ(vortan_predicate_create(other, int32_t(pick(dimension_of(other))), pick(3) != 0, &control), 0);
+        }
+        const double f = pick(3) == 0 ? 1.0 : std::uniform_real_distribution<double>(-2.0, 2.0)(random);
         vortan_result r = VORTAN_SUCCESS;
         switch (pick(8)) {
-            case 0: r = vortan_shift_operation(target, fraction, &control, controls, &error_); break;
-            case 1: r = vortan_clock_operation(target, fraction, &control, controls, &error_); break;
-            case 2: r = vortan_cycle_operation(target, fraction, &control, controls, &error_); break;
-            case 3: r = vortan_hadamard_operation(target, &control, controls, &error_); break;
-            case 4: r = vortan_fractional_hadamard_operation(target, fraction, &control, controls, &error_); break;
-            case 5: r = vortan_inverse_hadamard_operation(target, &control, controls, &error_); break;
+            case 0: r = vortan_shift_operation(target, f, &control, controls, &error); break;
+            case 1: r = vortan_clock_operation(target, f, &control, controls, &error); break;
+            case 2: r = vortan_cycle_operation(target, f, &control, controls, &error); break;
+            case 3: r = vortan_hadamard_operation(target, &control, controls, &error); break;
+            case 4: r = vortan_fractional_hadamard_operation(target, f, &control, controls, &error); break;
+            case 5: r = vortan_inverse_hadamard_operation(target, &control, controls, &error); break;
             case 6:
-                if (other != target && dimension_of(other) == dimension_of(target))
-                    r = vortan_i_swap_operation(target, other, fraction, nullptr, 0, &error_);
+                if (other != target && dimension_of(other) == dimension_of(target)) r = vortan_i_swap_operation(target, other, f, nullptr, 0, &error);
                 break;
             default:
-                if (controls == 1) r = vortan_phase_rotate_operation(&control, 1, fraction, &error_);
+                if (controls) r = vortan_phase_rotate_operation(&control, 1, f, &error);
         }
-        EXPECT_EQ(r, VORTAN_SUCCESS) << error_.message;
+        EXPECT_EQ(r, VORTAN_SUCCESS) << error.message;
         vortan_predicate_destroy(&control);
     }
 
-    /// A failing call of one of several kinds: the code is the documented
-    /// one and the callback ran once, on this thread, with this record.
+    /// A failing call: its code, its function, and one callback on this
+    /// thread with this thread's record.
     void deliberate_failure() {
-        vortan_quantum_property* qubit = q_[0];
-        vortan_quantum_property* qutrit = q_[1];
-        vortan_result expected = VORTAN_SUCCESS, r = VORTAN_SUCCESS;
-        const char* function = "";
+        vortan_predicate* self = nullptr;
+        ASSERT_EQ(vortan_predicate_create(q[1], 0, true, &self), VORTAN_SUCCESS);
+        int32_t outcome[1];
         const int before = callbacks_here;
-        switch (pick(4)) {
-            case 0:
-                expected = VORTAN_ERROR_INVALID_ARGUMENT, function = "vortan_shift_operation";
-                r = vortan_shift_operation(qubit, std::nan(""), nullptr, 0, &error_);
-                break;
-            case 1:
-                expected = VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS, function = "vortan_swap_operation";
-                r = vortan_swap_operation(qubit, qutrit, nullptr, 0, &error_);
-                break;
-            case 2: {
-                expected = VORTAN_ERROR_TARGET_CONTROL_OVERLAP, function = "vortan_hadamard_operation";
-                vortan_predicate* self = nullptr;
-                ASSERT_EQ(vortan_predicate_create(qutrit, 0, true, &self), VORTAN_SUCCESS);
-                r = vortan_hadamard_operation(qutrit, &self, 1, &error_);
-                vortan_predicate_destroy(&self);
-                break;
-            }
-            default: {
-                expected = VORTAN_ERROR_BUFFER_TOO_SMALL, function = "vortan_measure_properties";
-                int32_t outcome[1];
-                r = vortan_measure_properties(q_.data(), 2, outcome, 1, &error_);
-            }
-        }
-        ++failures_;
-        EXPECT_EQ(r, expected) << error_.message;
-        EXPECT_EQ(error_.code, expected);
-        EXPECT_STREQ(error_.function, function);
-        EXPECT_EQ(callbacks_here, before + 1);
-        EXPECT_EQ(last_reported, &error_);
+        const std::size_t kind = pick(4);
+        const vortan_result r[] = {
+            kind == 0 ? vortan_shift_operation(q[0], std::nan(""), nullptr, 0, &error) : 0,
+            kind == 1 ? vortan_swap_operation(q[0], q[1], nullptr, 0, &error) : 0,
+            kind == 2 ? vortan_hadamard_operation(q[1], &self, 1, &error) : 0,
+            kind == 3 ? vortan_measure_properties(q.data(), 2, outcome, 1, &error) : 0};
+        vortan_predicate_destroy(&self);
+        const std::pair<vortan_result, const char*> expected[] = {
+            {VORTAN_ERROR_INVALID_ARGUMENT, "vortan_shift_operation"}, {VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS, "vortan_swap_operation"},
+            {VORTAN_ERROR_TARGET_CONTROL_OVERLAP, "vortan_hadamard_operation"}, {VORTAN_ERROR_BUFFER_TOO_SMALL, "vortan_measure_properties"}};
+        EXPECT_TRUE(r[kind] == expected[kind].first && error.code == r[kind]) << error.message;
+        EXPECT_STREQ(error.function, expected[kind].second);
+        EXPECT_TRUE(callbacks_here == before + 1 && last_reported == &error);
     }
 
     /// Probabilities sum to one and the density matrix has trace one.
     void read_out() {
-        vortan_quantum_property* pair[] = {q_[pick(q_.size())], q_[pick(q_.size())]};
+        vortan_quantum_property* pair[] = {q[pick(q.size())], q[pick(q.size())]};
         const std::size_t count = pair[0] == pair[1] ? 1 : 2;
-        std::vector<vortan_probability_entry> entries(9);
-        size_t combinations = 0;
-        ASSERT_EQ(vortan_calculate_probabilities(pair, count, entries.data(), entries.size(), &combinations, &error_),
-                  VORTAN_SUCCESS)
-            << error_.message;
-        double sum = 0;
+        vortan_probability_entry entries[9] = {};
+        vortan_density_element matrix[81];
+        size_t combinations = 0, n = 0;
+        ASSERT_EQ(vortan_calculate_probabilities(pair, count, entries, 9, &combinations, &error), 0) << error.message;
+        ASSERT_EQ(vortan_calculate_reduced_density_matrix(pair, count, matrix, 81, &n, &error), 0) << error.message;
+        double sum = 0, trace = 0;
         for (std::size_t i = 0; i < combinations; ++i) sum += entries[i].probability;
-        EXPECT_NEAR(sum, 1.0, 1e-4);
-
-        std::vector<vortan_density_element> matrix(81);
-        size_t n = 0;
-        ASSERT_EQ(vortan_calculate_reduced_density_matrix(pair, count, matrix.data(), matrix.size(), &n, &error_),
-                  VORTAN_SUCCESS)
-            << error_.message;
-        double trace = 0;
         for (std::size_t i = 0; i < n; ++i) trace += matrix[i * n + i].real;
-        EXPECT_NEAR(trace, 1.0, 1e-4);
+        EXPECT_TRUE(std::abs(sum - 1.0) < 1e-4 && std::abs(trace - 1.0) < 1e-4) << sum << " " << trace;
     }
 
-    /// Measures two qudits, forces the outcome just seen, projects, takes one
-    /// property out of its group, and replaces it with a fresh one.
+    /// Measures, forces what was seen, projects, runs a batch, and gives one
+    /// property back for a fresh one.
     void measure_and_renew() {
-        vortan_quantum_property* pair[] = {q_[2], q_[3]};
+        vortan_quantum_property* pair[] = {q[2], q[3]};
         int32_t seen[2] = {-1, -1}, forced[2] = {-1, -1};
-        ASSERT_EQ(vortan_measure_properties(pair, 2, seen, 2, &error_), VORTAN_SUCCESS) << error_.message;
-        ASSERT_EQ(vortan_forced_measure_properties(pair, 2, seen, 2, forced, 2, &error_), VORTAN_SUCCESS)
-            << error_.message;
+        ASSERT_EQ(vortan_measure_properties(pair, 2, seen, 2, &error), VORTAN_SUCCESS) << error.message;
+        ASSERT_EQ(vortan_forced_measure_properties(pair, 2, seen, 2, forced, 2, &error), VORTAN_SUCCESS) << error.message;
         EXPECT_EQ(std::memcmp(seen, forced, sizeof seen), 0);
-
         vortan_predicate* control = nullptr;
-        ASSERT_EQ(vortan_predicate_create(q_[4], 0, true, &control), VORTAN_SUCCESS);
+        ASSERT_EQ(vortan_predicate_create(q[4], 0, true, &control), VORTAN_SUCCESS);
         int32_t answer = -1;
-        EXPECT_EQ(vortan_stochastic_projection_modern(&control, 1, &answer, &error_), VORTAN_SUCCESS);
+        EXPECT_EQ(vortan_stochastic_projection_modern(&control, 1, &answer, &error), VORTAN_SUCCESS);
         EXPECT_TRUE(answer == 0 || answer == 1);
         vortan_predicate_destroy(&control);
-
-        vortan_batch_op ops[2] = {};
-        ops[0].opcode = VORTAN_OP_HADAMARD, ops[0].target = q_[2], ops[0].fraction = std::nan("");
-        ops[1].opcode = VORTAN_OP_Y, ops[1].target = q_[4], ops[1].fraction = 0.5;
+        const vortan_batch_op ops[] = {{VORTAN_OP_HADAMARD, 0, q[2], nullptr, NAN, 0, nullptr, 0}, {VORTAN_OP_Y, 0, q[4], nullptr, 0.5, 0, nullptr, 0}};
         vortan_batch_result result{};
-        EXPECT_EQ(vortan_execute_batch(ops, 2, &result, &error_), VORTAN_SUCCESS) << result.error_message;
+        EXPECT_EQ(vortan_execute_batch(ops, 2, &result, &error), VORTAN_SUCCESS) << result.error_message;
         EXPECT_EQ(result.ops_executed, 2u);
-
         const std::size_t leaving = 2 + pick(3);
-        const uint32_t d = dimension_of(q_[leaving]);
-        ASSERT_EQ(vortan_quantum_property_factorize_and_destroy(&q_[leaving], &error_), VORTAN_SUCCESS);
-        q_[leaving] = create(int32_t(d));
+        const uint32_t d = dimension_of(q[leaving]);
+        ASSERT_EQ(vortan_quantum_property_factorize_and_destroy(&q[leaving], &error), VORTAN_SUCCESS);
+        q[leaving] = create(int32_t(d));
     }
-
-    std::mt19937 random_;
-    std::vector<vortan_quantum_property*> q_;
-    vortan_error_info error_{};
-    int failures_ = 0;
 };
 
 TEST(Threads, workers_with_their_own_properties_share_the_callback_and_the_library_queries) {
-    callbacks_total = 0;
+    std::atomic<int> callbacks_total{0};
     vortan_set_error_callback(&count_callback, &callbacks_total);
     std::latch start(THREADS);
-    std::vector<Worker> workers;
-    for (unsigned i = 0; i < THREADS; ++i) workers.emplace_back(1000 + i);
+    std::vector<Worker> workers(THREADS);
     std::vector<std::thread> threads;
+    for (unsigned i = 0; i < THREADS; ++i) workers[i].random.seed(1000 + i);
     for (Worker& worker : workers) threads.emplace_back([&worker, &start] { worker.run(start); });
     for (std::thread& thread : threads) thread.join();
     vortan_cleanup();
