@@ -1,7 +1,9 @@
-// Seeded random controlled circuits through the sparse engine, or the exported
-// functions, against the dense reference after every gate; the exported
-// circuit also runs as one batch on twin properties, which must end with the
-// same entries bit for bit.
+// Seeded random controlled circuits run through the sparse engine, or through
+// the exported functions, and through the dense reference: every amplitude is
+// compared after every gate; on the engine also the outcome weights of a
+// qudit and of a pair, and at the end a forced measurement. The exported
+// circuit is also run as one batch on twin properties, which must end with
+// the same entries bit for bit.
 
 #include <gtest/gtest.h>
 
@@ -60,6 +62,53 @@ const Gate gates[] = {
     {DENSE(phase(c, 4 * f)), ENGINE(s.phase_rotate(p, 4 * f)), HOST(phase_rotate_operation, p, n, 4 * f), VORTAN_OP_PHASE_ROTATE, 0},
 };
 constexpr int Y = 9, SWAP = 10, I_SWAP = 11, PHASE = 12;
+
+/// The outcome weights of each qudit list, summed from the dense amplitudes:
+/// every record the engine gives is right, and none is missing.
+void expect_probabilities(const IState& state, const ref::DenseState& dense,
+                          const std::vector<std::vector<std::int32_t>>& lists, const std::string& where) {
+    for (const std::vector<std::int32_t>& qudits : lists) {
+        std::map<std::vector<int>, double> want;
+        for (std::size_t i = 0; i < dense.size(); ++i) {
+            const std::vector<int> digits = dense.digits(i);
+            std::vector<int> outcome;
+            for (const std::int32_t q : qudits) outcome.push_back(digits[static_cast<std::size_t>(q)]);
+            want[outcome] += std::norm(dense.at(digits));
+        }
+        double covered = 0.0, total = 0.0;
+        const qudit::OutcomeDistribution records = state.probabilities(qudits);
+        for (std::size_t r = 0; r < records.size(); ++r) {
+            const std::vector<int> outcome(records.outcome(r).begin(), records.outcome(r).end());
+            EXPECT_NEAR(records.probability(r), want[outcome], 1e-8) << where;
+            covered += records.probability(r);
+        }
+        for (const auto& [outcome, weight] : want) total += weight;
+        EXPECT_NEAR(covered, total, 1e-8) << where;
+    }
+}
+
+/// Forces qudit q onto the value of the heaviest dense entry, in both; the
+/// engine renormalises at float precision.
+void expect_forced_measurement(IState& state, ref::DenseState& dense, int q, const std::string& where) {
+    std::size_t heaviest = 0;
+    for (std::size_t i = 0; i < dense.size(); ++i)
+        if (std::norm(dense.at(i)) > std::norm(dense.at(heaviest))) heaviest = i;
+    const int value = dense.digits(heaviest)[static_cast<std::size_t>(q)];
+    ASSERT_EQ(state.forced_measure({q}, {value}), std::vector<std::int32_t>{value}) << where;
+    double kept = 0.0;
+    for (std::size_t i = 0; i < dense.size(); ++i)
+        if (dense.digits(i)[static_cast<std::size_t>(q)] != value) dense.at(i) = 0.0;
+        else kept += std::norm(dense.at(i));
+    for (std::size_t i = 0; i < dense.size(); ++i) dense.at(i) /= std::sqrt(kept);
+    std::map<std::vector<int>, std::complex<double>> got;
+    for (const qudit::DynamicBasisEntry& e : state.basis_entries()) {
+        std::vector<int> key;
+        for (const qudit::Dit& dit : e.dits.dits) key.push_back(static_cast<int>(dit.value));
+        got[key] = e.amplitude;
+    }
+    for (std::size_t i = 0; i < dense.size(); ++i)
+        EXPECT_LT(std::abs(got[dense.digits(i)] - dense.at(i)), 1e-6) << where << " index " << i;
+}
 
 // Mixed qubits and qutrits from |0...0> (or only the dimension `only`),
 // controls of both senses with values sometimes out of range. Through the
@@ -132,7 +181,9 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
                 }
                 ASSERT_LT(std::abs(got - dense.at(i)), 1e-8) << "seed " << seed << " step " << step << " gate " << g << " index " << i;
             }
+            if (!host) expect_probabilities(*state, dense, {{pick(n)}, {t, pick(n)}}, "step " + std::to_string(step));
         }
+        if (!host) expect_forced_measurement(*state, dense, pick(n), "seed " + std::to_string(seed));
         vortan_batch_result result;
         ASSERT_EQ(vortan_execute_batch(ops.data(), ops.size(), &result, nullptr), VORTAN_SUCCESS) << result.error_message;
         EXPECT_EQ(result.ops_executed, ops.size());
