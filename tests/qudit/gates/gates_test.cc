@@ -97,6 +97,18 @@ TEST(Gates, hadamard_and_i_swap_accept_exactly_the_limit_and_name_the_estimate_p
     EXPECT_EQ(what(s, [&] { s->fractional_cycle({0}, 0.5, {{-3, 0, true}}); }), "hadamard: qudit index -3 is negative");
 }
 
+// Odd whole fractions relabel in place, exactly: no residue of cos, equal values untouched.
+TEST(Gates, whole_odd_i_swaps_are_exact) {
+    for (double f : {1.0, 3.0, -1.0}) {
+        auto s = make_state(2, 2, {{DynamicDitArray({{0, 2}, {1, 2}}), 1.0}, {DynamicDitArray({{1, 2}, {1, 2}}), 0.5}});
+        s->i_swap(0, 1, f, {});
+        const auto e = s->basis_entries();
+        ASSERT_EQ(e.size(), 2u);
+        EXPECT_TRUE(e[0].dits == DynamicDitArray({{1, 2}, {0, 2}}) && e[0].amplitude == std::complex<double>(0, f == 1.0 ? 1 : -1)) << f;
+        EXPECT_TRUE(e[1].dits == DynamicDitArray({{1, 2}, {1, 2}}) && e[1].amplitude == 0.5) << f;
+    }
+}
+
 // Values and real parts, in order, after a merge of four-qubit entries.
 std::string merged(const std::vector<std::pair<std::uint64_t, std::complex<double>>>& entries) {
     std::vector<BasisEntry<DitArray<2, 4>>> list;

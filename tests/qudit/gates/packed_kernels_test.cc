@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <random>
 #include <string>
@@ -23,8 +24,7 @@ namespace {
 template <class T>
 using Entries = std::vector<BasisEntry<T>>;
 
-/// What a call threw, its type and text; empty when nothing.
-using Outcome = std::string;
+using Outcome = std::string;  // what a call threw, its type and text; empty when nothing
 
 template <class F>
 Outcome run(F&& f) {
@@ -86,84 +86,58 @@ TYPED_TEST_SUITE(PackedKernels, Shapes);
 
 // Controls of both senses with values from -1 to 4 (past every field), now
 // and then naming a qudit out of range; targets likewise, sometimes twice.
-TYPED_TEST(PackedKernels, single_target_gates_match_the_checked_road) {
+// Swaps and whole i-swaps at odd quarter turns take valid pairs and controls
+// (their checks come first and are unchanged), refused when the first entry's
+// pair differs in dimension.
+TYPED_TEST(PackedKernels, in_place_gates_match_the_checked_road) {
     using T = TypeParam;
     std::mt19937 rng(7);
     const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
     const int n = static_cast<int>(T::size());
     const auto index = [&] { return pick(30) == 0 ? (pick(2) ? n : -1) : pick(n); };
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 5000; ++round) {
         State<T> state(T::max_dimension, T::size(), random_list<T>(rng));
         Entries<T> want = state.entries();
-        Targets targets{index()};
-        if (pick(4) == 0) targets.push_back(pick(3) == 0 ? targets[0] : index());
+        const int gate = pick(7), q1 = pick(n), q2 = (q1 + 1 + pick(n - 1)) % n;
+        const bool pair = gate >= 5;
+        Targets targets{pair ? q1 : index()};
+        if (pair) targets.push_back(q2);
+        else if (pick(4) == 0) targets.push_back(pick(3) == 0 ? targets[0] : index());
         Predicates predicates;
         for (int k = pick(4); k > 0; --k) {
-            const Predicate p{index(), pick(6) - 1, pick(2) == 1};
+            const Predicate p{pair ? pick(n) : index(), pick(6) - 1, pick(2) == 1};
             if (std::find(targets.begin(), targets.end(), p.qudit_index) == targets.end()) predicates.push_back(p);
         }
-        const int gate = pick(5);
-        const double fraction = pick(2) ? 1.0 : std::uniform_real_distribution<double>(-2.0, 2.0)(rng);
+        const double fraction = gate == 6 ? std::array{1.0, -1.0, 3.0}[pick(3)]
+                                : pick(2)  ? 1.0 : std::uniform_real_distribution<double>(-2.0, 2.0)(rng);
         const Outcome got = run([&] {
             switch (gate) {
                 case 0: state.shift(targets, predicates); break;
                 case 1: state.cycle(targets, predicates); break;
                 case 2: state.clock(targets, predicates); break;
                 case 3: state.fractional_clock(targets, fraction, predicates); break;
-                default: state.phase_rotate(predicates, fraction); break;
+                case 4: state.phase_rotate(predicates, fraction); break;
+                case 5: state.swap(q1, q2, predicates); break;
+                default: state.i_swap(q1, q2, fraction, predicates); break;
             }
         });
         ClockFactors factor(gate == 2 ? 1.0 : fraction);
-        const std::complex<double> turn(std::cos(fraction), std::sin(fraction));
+        const std::complex<double> turn(std::cos(fraction), std::sin(fraction)), i_turn(0.0, std::sin(fraction * 1.5707963267948966));
         const Outcome expected = run([&] {
+            if (pair && !want.empty() && std::as_const(want.front().dits)[q1].dimension != std::as_const(want.front().dits)[q2].dimension)
+                throw DifferentDimensions(gate == 6 ? "Targets of fractional-i-swap operation have different dimensions"
+                                                    : "Targets of swap operation have different dimensions");
             for (BasisEntry<T>& entry : want) {
                 if (!entry_passes_predicates(entry.dits, predicates)) continue;
                 if (gate < 2) step_levels(entry.dits, targets, gate == 1);
                 else if (gate < 4) turn_clock(entry.amplitude, entry.dits, targets, factor);
-                else entry.amplitude = entry.amplitude * turn;
+                else if (gate == 4) entry.amplitude = entry.amplitude * turn;
+                else if (gate == 5) exchange(entry.dits, q1, q2);
+                else if (std::as_const(entry.dits)[q1].value != std::as_const(entry.dits)[q2].value)
+                    entry.amplitude = entry.amplitude * i_turn, exchange(entry.dits, q1, q2);
             }
         });
         const std::string where = "round " + std::to_string(round) + " gate " + std::to_string(gate);
-        EXPECT_EQ(got, expected) << where;
-        expect_same_entries(state.entries(), want, where);
-    }
-}
-
-// Valid pairs and controls (their checks come first and are unchanged), pairs
-// of unequal dimension in the first entry refused, whole i-swaps at odd
-// multiples of the quarter turn.
-TYPED_TEST(PackedKernels, swap_and_whole_i_swap_match_the_checked_road) {
-    using T = TypeParam;
-    std::mt19937 rng(11);
-    const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
-    const int n = static_cast<int>(T::size());
-    if (n < 2) return;
-    for (int round = 0; round < 3000; ++round) {
-        State<T> state(T::max_dimension, T::size(), random_list<T>(rng));
-        Entries<T> want = state.entries();
-        const int q1 = pick(n), q2 = (q1 + 1 + pick(n - 1)) % n;
-        Predicates predicates;
-        for (int k = pick(4); k > 0; --k)
-            if (const int q = pick(n); q != q1 && q != q2) predicates.push_back({q, pick(6) - 1, pick(2) == 1});
-        const bool turn = pick(2);
-        const double fraction = turn ? std::vector<double>{1.0, -1.0, 3.0}[static_cast<std::size_t>(pick(3))] : 0.0;
-        const Outcome got = run([&] { turn ? state.i_swap(q1, q2, fraction, predicates) : state.swap(q1, q2, predicates); });
-        const double s = std::sin(fraction * 1.5707963267948966);
-        const Outcome expected = run([&] {
-            if (want.empty()) return;
-            if (std::as_const(want.front().dits)[q1].dimension != std::as_const(want.front().dits)[q2].dimension) throw DifferentDimensions(
-                turn ? "Targets of fractional-i-swap operation have different dimensions"
-                     : "Targets of swap operation have different dimensions");
-            for (BasisEntry<T>& entry : want) {
-                if (!entry_passes_predicates(entry.dits, predicates)) continue;
-                if (turn) {
-                    if (std::as_const(entry.dits)[q1].value == std::as_const(entry.dits)[q2].value) continue;
-                    entry.amplitude = entry.amplitude * std::complex<double>(0.0, s);
-                }
-                exchange(entry.dits, q1, q2);
-            }
-        });
-        const std::string where = "round " + std::to_string(round) + (turn ? " i_swap" : " swap");
         EXPECT_EQ(got, expected) << where;
         expect_same_entries(state.entries(), want, where);
     }
