@@ -1,5 +1,4 @@
-// Construction, normalisation and the plain storage operations of a state,
-// on both forms.
+// Construction, normalisation and storage of a state, on both forms.
 
 #include <limits>
 
@@ -44,9 +43,6 @@ TEST_P(StateTest, qudit_dimensions_come_from_the_first_entry_and_indices_are_che
     EXPECT_TRUE(s->qudit_dimension(0) == 3 && s->qudit_dimension(1) == 1 && s->qudit_dimension(2) == 2);
     EXPECT_EQ(message_of<BadQuditIndex>([&] { s->qudit_dimension(3); }), "qudit_dimension: qudit index 3 out of range [0, 3)");
     EXPECT_EQ(message_of<BadQuditIndex>([&] { s->qudit_dimension(-1); }), "qudit_dimension: qudit index -1 out of range [0, 3)");
-    // Gates check signed: a negative index has a text of its own.
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { s->swap(-1, 0, {}); }), "swap: qudit index -1 is negative");
-    EXPECT_EQ(message_of<BadQuditIndex>([&] { s->swap(0, 3, {}); }), "swap: qudit index 3 out of range [0, 3)");
 }
 
 TEST_P(StateTest, clone_copies_entries_in_order_including_zeros_and_stands_alone) {

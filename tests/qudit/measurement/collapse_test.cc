@@ -6,16 +6,14 @@
 using namespace vortan::qudit;
 using namespace vortan::qudit::testing;
 
-// Counts within 6 standard deviations of 20000 draws: a false alarm has odds
-// of about 1e-9 per outcome.
+// Counts within 6 standard deviations of 20000 draws: odds of a false alarm
+// about 1e-9 per outcome.
 TEST(Measure, frequencies_follow_the_probabilities) {
     const double p[] = {0.2, 0.5, 0.3};
-    auto original = state_of({3, 2}, {{{0, 1}, std::sqrt(p[0])}, {{1, 0}, Complex(0, std::sqrt(p[1]))},
-                                      {{2, 1}, -std::sqrt(p[2])}});
+    auto original = state_of({3, 2}, {{{0, 1}, std::sqrt(p[0])}, {{1, 0}, Complex(0, std::sqrt(p[1]))}, {{2, 1}, -std::sqrt(p[2])}});
     std::vector<int> counts(3, 0);
     for (int i = 0; i < 20000; ++i) ++counts.at(original->clone()->measure({0}).at(0));
     for (int v = 0; v < 3; ++v) EXPECT_NEAR(counts[v], 20000 * p[v], 6 * std::sqrt(20000 * p[v] * (1 - p[v]))) << v;
-    // An empty state gives nothing.
     EXPECT_TRUE(make_state(2, 3, {})->measure({0, 2}).empty());
 }
 
@@ -36,16 +34,14 @@ TEST(ForcedMeasure, collapses_in_a_fixed_order_and_refuses_in_order) {
                       absent = "Forced measurement outcome is inconsistent with the current state amplitudes";
     EXPECT_EQ(message_of([] { make_state(2, 1, {})->forced_measure({0, 0}, {0}); }),
               "Forced measurement requires the same number of qudit indices and outcome values");
-    EXPECT_EQ(message_of([] { make_state(2, 1, {})->forced_measure({5}, {0}); }),
-              "Cannot measure an empty quantum state");
+    EXPECT_EQ(message_of([] { make_state(2, 1, {})->forced_measure({5}, {0}); }), "Cannot measure an empty quantum state");
     // The value limit is the named qudit's own; position by position, index then value.
     const std::tuple<std::vector<std::int32_t>, std::vector<std::int32_t>, std::string> rows[] = {
         {{-1}, {0}, index}, {{2}, {9}, index}, {{0}, {2}, range}, {{0}, {-1}, range},
         {{1}, {2}, absent}, {{0, 5}, {3, 0}, range}, {{1, 1}, {0, 1}, absent}};
     state = state_of({2, 3}, {{{0, 0}, 0.6}, {{1, 1}, Complex(0, 0.8)}});
     for (const auto& [qudits, values, text] : rows)
-        EXPECT_EQ(message_of([&, &q = qudits, &v = values] { state->forced_measure(q, v); }), text)
-            << ::testing::PrintToString(qudits);
+        EXPECT_EQ(message_of([&, &q = qudits, &v = values] { state->forced_measure(q, v); }), text) << ::testing::PrintToString(qudits);
     EXPECT_EQ(terms_of(*state), (Terms{{{0, 0}, 0.6}, {{1, 1}, Complex(0, 0.8)}})) << "refusals leave the state";
     // Two survivors of 2^-24 sum to exactly float epsilon: refused after the
     // others are gone. Three pass.
