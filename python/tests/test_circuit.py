@@ -10,55 +10,42 @@ import pytest
 import vortan
 
 
-def record_every_gate(c):
-    a, b, t = c.wires
-    c.hadamard(a).hadamard(t, fraction=0.5).cycle(b, a == 1).shift(t, b != 0, fraction=0.3)
-    c.x(a).clock(b, fraction=0.25).z(t).y(a, t == 1, fraction=0.5).y(a)
-    c.inverse_hadamard(b).inverse_hadamard(t, fraction=0.4).cycle(t, fraction=-0.7)
-    c.swap(a, 2 if c[2].dimension == 2 else a).i_swap(b, t, fraction=0.5).i_swap(b, t, a == 0)
-    c.phase_rotate(0.9, b == 1, t != 2)
-
-
-def apply_every_gate(a, b, t):
-    a.hadamard()
-    t.hadamard(fraction=0.5)
-    b.cycle(a == 1)
-    t.shift(b != 0, fraction=0.3)
-    a.x()
-    b.clock(fraction=0.25)
-    t.z()
-    a.y(t == 1, fraction=0.5)
-    a.y()
-    b.inverse_hadamard()
-    t.inverse_hadamard(fraction=0.4)
-    t.cycle(fraction=-0.7)
-    a.swap(t if t.dimension == 2 else a)
-    b.i_swap(t, fraction=0.5)
-    b.i_swap(t, a == 0)
-    vortan.phase_rotate(0.9, b == 1, t != 2)
+def every_gate(g, a, b, t):
+    """Applies 16 gates through the module's functions (g is vortan) or records them (g is a Circuit)."""
+    g.hadamard(a)
+    g.hadamard(t, fraction=0.5)
+    g.cycle(b, a == 1)
+    g.shift(t, b != 0, fraction=0.3)
+    g.x(a)
+    g.clock(b, fraction=0.25)
+    g.z(t)
+    g.y(a, t == 1, fraction=0.5)
+    g.y(a)
+    g.inverse_hadamard(b)
+    g.inverse_hadamard(t, fraction=0.4)
+    g.cycle(t, fraction=-0.7)
+    g.swap(a, t if t.dimension == 2 else a)
+    g.i_swap(b, t, fraction=0.5)
+    g.i_swap(b, t, a == 0)
+    g.phase_rotate(0.9, b == 1, t != 2)
 
 
 @pytest.mark.parametrize("dims", [(2, 2, 2), (2, 3, 3)])
 def test_a_circuit_does_what_the_same_gates_do_one_by_one(dims):
     c = vortan.Circuit(*dims)
-    record_every_gate(c)
+    every_gate(c, *c.wires)
     assert len(c.gates) == 16
-    ran = c.run()
     direct = [vortan.Qudit(d) for d in dims]
-    apply_every_gate(*direct)
-    np.testing.assert_allclose(vortan.density_matrix(*ran), vortan.density_matrix(*direct), atol=1e-5)
+    every_gate(vortan, *direct)
+    np.testing.assert_allclose(vortan.density_matrix(*c.run()), vortan.density_matrix(*direct), atol=1e-5)
 
 
 def test_fraction_left_out_is_the_whole_gate():
     c = vortan.Circuit(3)
-    c.cycle(0).cycle(0)
-    q, = c.run()
+    q, = c.cycle(0).cycle(0).run()
     np.testing.assert_array_equal(q.probabilities(), [0, 0, 1])
-    c = vortan.Circuit(3)
-    c.hadamard(0)
-    assert c.gates[0].fraction is None
-    q, = c.run()
-    assert q.state_size == 3
+    c = vortan.Circuit(3).hadamard(0)
+    assert c.gates[0].fraction is None and c.run()[0].state_size == 3
 
 
 def test_a_circuit_runs_on_given_qudits_and_leaves_them_open():
@@ -98,8 +85,7 @@ def test_a_failing_run_tells_how_many_gates_completed():
     c = vortan.Circuit(*[3] * 11)
     for w in c.wires[:10]:
         c.hadamard(w)
-    c.hadamard(10, *(w != 5 for w in c.wires[:10]))
-    c.cycle(0)
+    c.hadamard(10, *(w != 5 for w in c.wires[:10])).cycle(0)
     qudits = [vortan.Qudit(3) for _ in range(11)]
     with pytest.raises(vortan.InternalError, match="exceeding limit of 100000") as info:
         c.run(qudits)
@@ -110,35 +96,21 @@ def test_a_failing_run_tells_how_many_gates_completed():
 
 def bell():
     c = vortan.Circuit(2, 2)
-    c.hadamard(0).cycle(1, c[0] == 1)
-    return c
+    return c.hadamard(0).cycle(1, c[0] == 1)
 
 
-def check_bell_counts(counts, total):
-    assert sum(counts.values()) == total
-    assert set(counts) <= {(0, 0), (1, 1)}
-    # Both occur: the chance that one of them never does in 200 shots is 2^-199.
-    assert counts[(0, 0)] > 0 and counts[(1, 1)] > 0
-
-
-def test_shots_in_this_process():
-    check_bell_counts(vortan.shots(bell(), 200), 200)
+def test_shots_here_on_threads_and_on_processes_that_load_the_library_themselves():
+    # spawn: every worker starts a fresh interpreter, imports vortan and loads the library.
+    spawn = multiprocessing.get_context("spawn")
+    with ThreadPoolExecutor(2) as threads, ProcessPoolExecutor(2, mp_context=spawn) as processes:
+        for counts in (vortan.shots(bell(), 200), vortan.shots(bell(), 200, executor=threads, chunks=7),
+                       vortan.shots(bell(), 200, executor=processes)):
+            # Both outcomes occur: the chance that one never does in 200 shots is 2^-199.
+            assert sum(counts.values()) == 200 and set(counts) == {(0, 0), (1, 1)} and min(counts.values()) > 0
     c = vortan.Circuit(2, 3)
     c.cycle(1).cycle(1).x(0)
     assert vortan.shots(c, 5, measured=[1, c[0]]) == {(2, 1): 5}
     assert vortan.shots(c, 0) == {}
-
-
-def test_shots_on_threads():
-    with ThreadPoolExecutor(max_workers=2) as pool:
-        check_bell_counts(vortan.shots(bell(), 200, executor=pool, chunks=7), 200)
-
-
-def test_shots_on_processes_that_load_the_library_themselves():
-    # spawn: every worker starts a fresh interpreter, imports vortan and loads
-    # the library; nothing is inherited from this process.
-    with ProcessPoolExecutor(max_workers=2, mp_context=multiprocessing.get_context("spawn")) as pool:
-        check_bell_counts(vortan.shots(bell(), 200, executor=pool), 200)
 
 
 def test_shots_refuse_bad_arguments():
