@@ -7,6 +7,48 @@ namespace Vortan.Tests
 {
     public class ErrorTests
     {
+        private const string NotFinite = "fraction must be finite";
+
+        // (exception, function, message, dimensions of the qudits made, the failing call)
+        public static TheoryData<Type, string, string, int[], Action<Owned, Qudit[]>> Failures => new()
+        {
+            { typeof(VortanInvalidArgumentException), "vortan_x_operation", NotFinite, new[] { 2 }, (_, q) => q[0].X(double.NaN) },
+            { typeof(VortanInvalidArgumentException), "vortan_i_swap_operation", NotFinite, new[] { 2 }, (_, q) => q[0].ISwap(q[0], double.PositiveInfinity) },
+            { typeof(VortanInvalidArgumentException), "vortan_y_operation", "Y gate requires dimension 2 (qubit)", new[] { 3 }, (_, q) => q[0].Y() },
+            { typeof(VortanInvalidArgumentException), "vortan_forced_measure_properties", "Forced measurement outcome is inconsistent with the current state amplitudes",
+              new[] { 3 }, (_, q) => { q[0].Cycle(); Simulation.ForceMeasure(q, new[] { 0 }); } },
+            { typeof(InvalidQuditNumberException), "vortan_measure_properties", "num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled",
+              Array.Empty<int>(), (o, _) => Simulation.Measure(o.Qudits(13, 2)) },
+            { typeof(TargetControlOverlapException), "vortan_hadamard_operation", "Hadamard operation has overlapping targets and controls",
+              new[] { 2 }, (o, q) => q[0].Hadamard(o.Add(q[0].EqualTo(0))) },
+            { typeof(IncompatibleDimensionsException), "vortan_swap_operation", "Targets of swap operation have different dimensions", new[] { 2, 3 }, (_, q) => q[0].Swap(q[1]) },
+            { typeof(IncompatibleDimensionsException), "vortan_i_swap_operation", "Targets of fractional-i-swap operation have different dimensions",
+              new[] { 2, 3 }, (_, q) => q[0].ISwap(q[1], 0.5) },
+            { typeof(StateSizeExceededException), "vortan_hadamard_operation",
+              "Hadamard on 1 target(s) would produce ~177147 intermediate basis states (current: 59049), exceeding limit of 100000. Measure some qudits first to reduce state size.",
+              Array.Empty<int>(), (o, _) =>
+              {
+                  Qudit[] qs = o.Qudits(11, 3);
+                  Control never = o.Add(qs[0].EqualTo(2));
+                  for (int i = 1; i < qs.Length; i++) qs[i].Cycle(never); // merges all into one state
+                  for (int i = 0; i < 10; i++) qs[i].Hadamard(); // 3^10 = 59049 entries
+                  try { qs[10].Hadamard(); }
+                  finally { Assert.Equal(59049, qs[10].StateSize); } // refused, the state left as it was
+              } },
+        };
+
+        [Theory]
+        [MemberData(nameof(Failures))]
+        public void A_failure_throws_the_type_of_its_code_with_the_library_record(Type type, string function, string message, int[] dimensions, Action<Owned, Qudit[]> call)
+        {
+            using var owned = new Owned();
+            var qudits = new Qudit[dimensions.Length];
+            for (int i = 0; i < qudits.Length; i++) qudits[i] = owned.Add(new Qudit(dimensions[i]));
+            var e = (VortanException)Assert.Throws(type, () => call(owned, qudits));
+            Assert.Equal((function, message), (e.Function, e.Message));
+            Assert.True(e.Line > 0);
+        }
+
         [Theory]
         [InlineData(0)]
         [InlineData(1)]
@@ -19,89 +61,6 @@ namespace Vortan.Tests
             Assert.Equal("vortan_quantum_property_create", e.Function);
             Assert.True(e.Line > 0);
             Assert.Equal(dimension == 1 ? "dim must be >= 2" : "dimension must be positive and not exceed MAX_DIMENSION", e.Message);
-        }
-
-        [Fact]
-        public void Non_finite_fraction_is_code_2_naming_the_gate()
-        {
-            using var q = new Qudit(2);
-            var e = Assert.Throws<VortanInvalidArgumentException>(() => q.X(double.NaN));
-            Assert.Equal("fraction must be finite", e.Message);
-            Assert.Equal("vortan_x_operation", e.Function);
-            Assert.Throws<VortanInvalidArgumentException>(() => q.ISwap(q, double.PositiveInfinity));
-        }
-
-        [Fact]
-        public void Y_on_a_qutrit_is_code_2_and_leaves_it_alone()
-        {
-            using var q = new Qudit(3);
-            var e = Assert.Throws<VortanInvalidArgumentException>(() => q.Y());
-            Assert.Equal("Y gate requires dimension 2 (qubit)", e.Message);
-            Assert.Equal(1.0, q.Probabilities()[0], 6);
-        }
-
-        [Fact]
-        public void Impossible_forced_outcome_is_code_2()
-        {
-            using var q = new Qudit(3);
-            q.Cycle();
-            Assert.Throws<VortanInvalidArgumentException>(() => Simulation.ForceMeasure(new[] { q }, new[] { 0 }));
-            Simulation.ForceMeasure(new[] { q }, new[] { 1 });
-        }
-
-        [Fact]
-        public void Target_among_its_controls_is_code_100()
-        {
-            using var q = new Qudit(2);
-            using var c = q.EqualTo(0);
-            var e = Assert.Throws<TargetControlOverlapException>(() => q.Hadamard(c));
-            Assert.Equal("Hadamard operation has overlapping targets and controls", e.Message);
-            Assert.Equal(1, q.StateSize);
-        }
-
-        [Fact]
-        public void Swapping_a_qubit_with_a_qutrit_is_code_101()
-        {
-            using var a = new Qudit(2);
-            using var b = new Qudit(3);
-            Assert.Throws<IncompatibleDimensionsException>(() => a.Swap(b));
-            Assert.Throws<IncompatibleDimensionsException>(() => a.ISwap(b, 0.5));
-        }
-
-        [Fact]
-        public void A_state_past_its_limit_is_code_102_and_unchanged()
-        {
-            var qs = new Qudit[11];
-            try
-            {
-                for (int i = 0; i < qs.Length; i++) qs[i] = new Qudit(3);
-                using var never = qs[0].EqualTo(2);
-                for (int i = 1; i < qs.Length; i++) qs[i].Cycle(never); // merges all into one state
-                for (int i = 0; i < 10; i++) qs[i].Hadamard(); // 3^10 = 59049 entries
-                var e = Assert.Throws<StateSizeExceededException>(() => qs[10].Hadamard());
-                Assert.Equal(ErrorCode.StateSizeExceeded, e.Code);
-                Assert.Equal(59049, qs[10].StateSize);
-            }
-            finally
-            {
-                foreach (var q in qs) q?.Dispose();
-            }
-        }
-
-        [Fact]
-        public void Thirteen_qudits_in_one_measurement_is_code_5()
-        {
-            var qs = new Qudit[13];
-            try
-            {
-                for (int i = 0; i < qs.Length; i++) qs[i] = new Qudit(2);
-                var e = Assert.Throws<InvalidQuditNumberException>(() => Simulation.Measure(qs));
-                Assert.Equal("vortan_measure_properties", e.Function);
-            }
-            finally
-            {
-                foreach (var q in qs) q?.Dispose();
-            }
         }
 
         [Fact]
@@ -125,8 +84,7 @@ namespace Vortan.Tests
             {
                 VortanException e = VortanException.Create(code, "m", "f", 3);
                 Assert.IsType(type, e);
-                Assert.Equal(code, e.Code);
-                Assert.Equal(("m", "f", 3u), (e.Message, e.Function, e.Line));
+                Assert.Equal((code, "m", "f", 3u), (e.Code, e.Message, e.Function, e.Line));
             }
         }
 
@@ -172,9 +130,7 @@ namespace Vortan.Tests
                 using var q = new Qudit(3);
                 Assert.Throws<VortanInvalidArgumentException>(() => q.Y(0.5));
                 Assert.Single(seen);
-                Assert.Equal(ErrorCode.InvalidArgument, seen[0].Code);
-                Assert.Equal("vortan_y_operation", seen[0].Function);
-                Assert.Equal("Y gate requires dimension 2 (qubit)", seen[0].Message);
+                Assert.Equal((ErrorCode.InvalidArgument, "vortan_y_operation", "Y gate requires dimension 2 (qubit)"), (seen[0].Code, seen[0].Function, seen[0].Message));
             }
             finally
             {

@@ -51,23 +51,7 @@ namespace Vortan.Tests
         }
 
         [Fact]
-        public void Half_a_bell_pair_is_mixed_and_the_pair_is_correlated()
-        {
-            using var a = new Qudit(2);
-            using var b = new Qudit(2);
-            a.Hadamard();
-            using (var aIs1 = a.EqualTo(1)) b.Cycle(aIs1);
-            Complex[,] half = Simulation.DensityMatrix(b);
-            Assert.Equal(0.5, half[0, 0].Real, 6);
-            Assert.Equal(0.0, half[0, 1].Magnitude, 6);
-            double[] p = Simulation.Probabilities(a, b);
-            Assert.Equal(new[] { 0.5, 0, 0, 0.5 }, p.Select(x => Math.Round(x, 6)));
-            int[] m = Simulation.Measure(a, b);
-            Assert.Equal(m[0], m[1]);
-        }
-
-        [Fact]
-        public void Projection_answers_and_collapses()
+        public void Projection_and_forced_measurement_answer_and_collapse()
         {
             using var q = new Qudit(3);
             q.Cycle();
@@ -76,6 +60,10 @@ namespace Vortan.Tests
             Assert.True(Simulation.Project(is1));
             Assert.False(Simulation.Project(is2));
             Assert.Equal(1.0, q.Probabilities()[1], 6);
+            using var r = new Qudit(3);
+            r.Hadamard();
+            Simulation.ForceMeasure(new[] { q, r }, new[] { 1, 2 });
+            Assert.Equal(1.0, r.Probabilities()[2], 6);
         }
 
         [Fact]
@@ -149,39 +137,33 @@ namespace Vortan.Tests
     public class BatchTests
     {
         [Fact]
-        public void A_batch_builds_a_ghz_state_in_one_call()
+        public void A_batch_does_what_the_same_gates_do_one_by_one()
         {
-            using var a = new Qudit(2);
-            using var b = new Qudit(2);
-            using var c = new Qudit(2);
-            using var aIs1 = a.EqualTo(1);
-            var batch = new Batch().Hadamard(a).Cycle(b, aIs1).X(c, aIs1);
-            Assert.Equal(3, batch.Count);
-            Assert.Equal(3, batch.Execute());
-            double[] p = Simulation.Probabilities(a, b, c);
-            Assert.Equal(0.5, p[0], 6);
-            Assert.Equal(0.5, p[7], 6);
-        }
-
-        [Fact]
-        public void A_left_out_fraction_is_the_whole_gate_and_one_is_fractional()
-        {
-            // On a qutrit the whole Hadamard and H^1 agree up to rounding; the shift at
-            // fraction 1 also agrees; what tells them apart is the opcode table, so check
-            // effects that differ: Hadamard twice maps 1 to 2, H^0.5 twice is H.
-            using var q = new Qudit(3);
-            q.Cycle();
-            new Batch().Hadamard(q).Hadamard(q).Execute();
-            Assert.Equal(1.0, q.Probabilities()[2], 6);
-
-            using var r = new Qudit(3);
-            r.Cycle();
-            new Batch().FractionalHadamard(r, 0.5).FractionalHadamard(r, 0.5).Execute();
-            Dense.AssertClose(Dense.Outer(Dense.Apply(Dense.Hadamard(3), Dense.Basis(3, 1))), Simulation.DensityMatrix(r), "H^0.5 twice");
-
-            using var s = new Qudit(2);
-            new Batch().Shift(s, 0.5).Execute();
-            Assert.Equal(0.5, s.Probabilities()[1], 6);
+            Complex[,] Run(bool batched)
+            {
+                using var owned = new Owned();
+                Qudit a = owned.Add(new Qudit(2)), b = owned.Add(new Qudit(3)), t = owned.Add(new Qudit(3));
+                Control aIs1 = owned.Add(a.EqualTo(1)), bNot0 = owned.Add(b.NotEqualTo(0)), tIs2 = owned.Add(t.EqualTo(2));
+                // Line by line the same gates; every opcode, whole and fractional, bare and controlled.
+                if (batched)
+                {
+                    var batch = new Batch().Hadamard(a).Hadamard(b).Cycle(t, aIs1).Shift(t, 0.3, bNot0).Shift(b)
+                        .Clock(b, 0.25).Clock(t, bNot0).X(a).X(t, 0.5).Z(t).Z(b, -0.5, aIs1).Y(a, tIs2).Y(a, 0.5)
+                        .InverseHadamard(b).FractionalHadamard(t, 0.4).Cycle(b, -0.7)
+                        .Swap(b, t).ISwap(b, t, 0.5).ISwap(t, b, aIs1).PhaseRotate(0.9, aIs1, bNot0);
+                    Assert.Equal(20, batch.Count);
+                    Assert.Equal(20, batch.Execute());
+                }
+                else
+                {
+                    a.Hadamard(); b.Hadamard(); t.Cycle(aIs1); t.Shift(0.3, bNot0); b.Shift();
+                    b.Clock(0.25); t.Clock(bNot0); a.X(); t.X(0.5); t.Z(); b.Z(-0.5, aIs1); a.Y(tIs2); a.Y(0.5);
+                    b.InverseHadamard(); t.FractionalHadamard(0.4); b.Cycle(-0.7);
+                    b.Swap(t); b.ISwap(t, 0.5); t.ISwap(b, aIs1); Simulation.PhaseRotate(0.9, aIs1, bNot0);
+                }
+                return Simulation.DensityMatrix(a, b, t);
+            }
+            Dense.AssertClose(Run(batched: false), Run(batched: true), "batch against direct calls");
         }
 
         [Fact]
@@ -202,29 +184,16 @@ namespace Vortan.Tests
         public void Non_finite_fractions_and_nulls_are_refused_when_added()
         {
             using var q = new Qudit(2);
+            using var qIs0 = q.EqualTo(0);
             var batch = new Batch();
             Assert.Throws<ArgumentOutOfRangeException>(() => batch.Shift(q, double.NaN));
             Assert.Throws<ArgumentOutOfRangeException>(() => batch.ISwap(q, q, double.NegativeInfinity));
-            Assert.Throws<ArgumentOutOfRangeException>(() => batch.PhaseRotate(double.PositiveInfinity, q.EqualTo(0)));
+            Assert.Throws<ArgumentOutOfRangeException>(() => batch.PhaseRotate(double.PositiveInfinity, qIs0));
             Assert.Throws<ArgumentNullException>(() => batch.Cycle(null!));
             Assert.Throws<ArgumentNullException>(() => batch.Swap(q, null!));
             Assert.Throws<ArgumentException>(() => batch.PhaseRotate(1.0));
             Assert.Equal(0, batch.Count);
             Assert.Equal(0, batch.Execute());
-        }
-
-        [Fact]
-        public void Swap_and_phase_rotate_in_a_batch()
-        {
-            using var a = new Qudit(3);
-            using var b = new Qudit(3);
-            using var bIs1 = b.EqualTo(1);
-            a.Hadamard();
-            new Batch().Cycle(b).Cycle(b).Swap(a, b).PhaseRotate(Math.PI, bIs1).Execute();
-            Assert.Equal(1.0, a.Probabilities()[2], 6);
-            Complex[] expected = Dense.Uniform(3);
-            expected[1] *= -1;
-            Dense.AssertClose(Dense.Outer(expected), Simulation.DensityMatrix(b), "swap then phase");
         }
     }
 }
