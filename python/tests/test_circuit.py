@@ -1,4 +1,4 @@
-"""Circuits run through the batch call, and shots over them."""
+"""Circuits run through the batch call, and shots over them; test_gates runs each gate in a circuit."""
 import math
 import multiprocessing
 import pickle
@@ -8,36 +8,6 @@ import numpy as np
 import pytest
 
 import vortan
-
-
-def every_gate(g, a, b, t):
-    """Applies 16 gates through the module's functions (g is vortan) or records them (g is a Circuit)."""
-    g.hadamard(a)
-    g.hadamard(t, fraction=0.5)
-    g.cycle(b, a == 1)
-    g.shift(t, b != 0, fraction=0.3)
-    g.x(a)
-    g.clock(b, fraction=0.25)
-    g.z(t)
-    g.y(a, t == 1, fraction=0.5)
-    g.y(a)
-    g.inverse_hadamard(b)
-    g.inverse_hadamard(t, fraction=0.4)
-    g.cycle(t, fraction=-0.7)
-    g.swap(a, t if t.dimension == 2 else a)
-    g.i_swap(b, t, fraction=0.5)
-    g.i_swap(b, t, a == 0)
-    g.phase_rotate(0.9, b == 1, t != 2)
-
-
-@pytest.mark.parametrize("dims", [(2, 2, 2), (2, 3, 3)])
-def test_a_circuit_does_what_the_same_gates_do_one_by_one(dims):
-    c = vortan.Circuit(*dims)
-    every_gate(c, *c.wires)
-    assert len(c.gates) == 16
-    direct = [vortan.Qudit(d) for d in dims]
-    every_gate(vortan, *direct)
-    np.testing.assert_allclose(vortan.density_matrix(*c.run()), vortan.density_matrix(*direct), atol=1e-5)
 
 
 def test_fraction_left_out_is_the_whole_gate():

@@ -1,5 +1,5 @@
-"""Every gate, as a function and as a method, against its textbook matrix, on
-qubits and qutrits, whole and fractional, bare and under a control.
+"""Every gate, as a function, as a method and recorded in a circuit, against its
+textbook matrix, on qubits and qutrits, whole and fractional, bare and under a control.
 
 A gate's full matrix U shows in its Choi state: each target starts maximally
 entangled with a reference qudit, so that afterwards the amplitudes over
@@ -55,38 +55,45 @@ CASES = [("shift", None), ("shift", 0.5), ("x", None), ("x", -1.0), ("cycle", No
          ("clock", None), ("clock", 0.5), ("z", None), ("z", -0.25), ("y", None), ("y", 0.5), ("hadamard", None),
          ("hadamard", 0.5), ("inverse_hadamard", None), ("inverse_hadamard", 0.3), ("swap", None),
          ("i_swap", None), ("i_swap", 0.5), ("phase_rotate", 0.7)]
-PARAMS = [pytest.param(name, f, d, method, id=f"{name}^{f}-d{d}-{'method' if method else 'function'}")
-          for name, f in CASES for d in (2, 3) for method in (False, True)
-          if not (name == "y" and d == 3) and not (name == "phase_rotate" and method)]
+PARAMS = [pytest.param(name, f, d, via, id=f"{name}^{f}-d{d}-{via}")
+          for name, f in CASES for d in (2, 3) for via in ("function", "method", "circuit")
+          if not (name == "y" and d == 3) and not (name == "phase_rotate" and via == "method")]
 
 # (dimension of the control qudit, condition on it, control values that hold)
 CONTROLS = [None, (2, lambda q: q == 1, {1}), (3, lambda q: q != 0, {1, 2})]
 
 
 @pytest.mark.parametrize("control", CONTROLS, ids=["bare", "qubit==1", "qutrit!=0"])
-@pytest.mark.parametrize("name,f,d,method", PARAMS)
-def test_gate_matches_its_matrix(name, f, d, method, control):
+@pytest.mark.parametrize("name,f,d,via", PARAMS)
+def test_gate_matches_its_matrix(name, f, d, via, control):
     count = 2 if "swap" in name else 1
-    refs, targets = [vortan.Qudit(d) for _ in range(count)], [vortan.Qudit(d) for _ in range(count)]
+    # The qudits, or a circuit's wires, listed as (control, references, targets); g applies or records.
+    dims = ([] if control is None else [control[0]]) + [d] * (2 * count)
+    g = vortan.Circuit(*dims) if via == "circuit" else vortan
+    listed = list(g.wires) if via == "circuit" else [vortan.Qudit(n) for n in dims]
+    refs, targets = listed[-2 * count:-count], listed[-count:]
     for r, t in zip(refs, targets):
-        r.hadamard()
+        g.hadamard(r)
         for v in range(1, d):
             for _ in range(v):
-                t.cycle(r == v)
-    c = None if control is None else vortan.Qudit(control[0]).hadamard()
-    conditions = [] if c is None else [control[1](c)]
+                g.cycle(t, r == v)
+    conditions = []
+    if control is not None:
+        g.hadamard(listed[0])
+        conditions = [control[1](listed[0])]
     kwargs = {} if f is None else {"fraction": f}
     if name == "phase_rotate":
-        vortan.phase_rotate(f, targets[0] == 1, *conditions)
-    elif method:
+        g.phase_rotate(f, targets[0] == 1, *conditions)
+    elif via == "method":
         getattr(targets[0], name)(*targets[1:], *conditions, **kwargs)
     else:
-        getattr(vortan, name)(*targets, *conditions, **kwargs)
+        getattr(g, name)(*targets, *conditions, **kwargs)
+    if via == "circuit":
+        listed = g.run()
 
-    # Over (control, references, targets): U transposed where the control holds, the identity elsewhere.
+    # U transposed where the control holds, the identity elsewhere.
     u = MATRICES[name](d, 1.0 if f is None else f)
     blocks = [u.T if control is None or v in control[2] else np.eye(d ** count)
               for v in range(1 if control is None else control[0])]
     psi = np.concatenate([b.reshape(-1) for b in blocks]) / math.sqrt(len(blocks) * d ** count)
-    listed = ([] if c is None else [c]) + refs + targets
     np.testing.assert_allclose(vortan.density_matrix(*listed), np.outer(psi, psi.conj()), atol=1e-5)
