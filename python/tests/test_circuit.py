@@ -10,14 +10,6 @@ import pytest
 import vortan
 
 
-def test_fraction_left_out_is_the_whole_gate():
-    c = vortan.Circuit(3)
-    q, = c.cycle(0).cycle(0).run()
-    np.testing.assert_array_equal(q.probabilities(), [0, 0, 1])
-    c = vortan.Circuit(3).hadamard(0)
-    assert c.gates[0].fraction is None and c.run()[0].state_size == 3
-
-
 def test_a_circuit_runs_on_given_qudits_and_leaves_them_open():
     a, b = vortan.Qudit(2), vortan.Qudit(2)
     c = vortan.Circuit(2, 2)
