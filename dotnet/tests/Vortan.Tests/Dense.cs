@@ -64,13 +64,6 @@ namespace Vortan.Tests
 
         internal static Complex[,] Outer(Complex[] psi) => Build(psi.Length, (r, c) => psi[r] * Complex.Conjugate(psi[c]));
 
-        internal static Complex[] Uniform(int n)
-        {
-            var psi = new Complex[n];
-            for (int i = 0; i < n; i++) psi[i] = 1 / Math.Sqrt(n);
-            return psi;
-        }
-
         /// <summary>The library rounds read-outs to single precision.</summary>
         internal static void AssertClose(Complex[,] expected, Complex[,] actual, string what)
         {

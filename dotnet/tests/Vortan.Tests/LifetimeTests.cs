@@ -14,33 +14,22 @@ namespace Vortan.Tests
     {
         private static void Collect()
         {
-            for (int i = 0; i < 3; i++)
-            {
-                GC.Collect();
-                GC.WaitForPendingFinalizers();
-            }
+            for (int i = 0; i < 3; i++) { GC.Collect(); GC.WaitForPendingFinalizers(); }
         }
 
         [Fact]
-        public void Dispose_frees_once_however_often_it_is_called()
+        public void Dispose_frees_once_and_the_disposed_are_refused_before_the_library_sees_them()
         {
             long before = QuditHandle.Live;
             var q = new Qudit(2);
-            Assert.Equal(before + 1, QuditHandle.Live);
-            q.Dispose();
-            q.Dispose();
-            Assert.Equal(before, QuditHandle.Live);
-            Assert.True(q.IsDisposed);
-        }
-
-        [Fact]
-        public void Disposed_qudits_and_controls_are_refused_before_the_library_sees_them()
-        {
-            var q = new Qudit(2);
             using var other = new Qudit(2);
             Control c = other.EqualTo(1);
+            Assert.Equal(before + 2, QuditHandle.Live);
+            q.Dispose();
             q.Dispose();
             c.Dispose();
+            Assert.Equal(before + 1, QuditHandle.Live);
+            Assert.True(q.IsDisposed && c.IsDisposed);
             Assert.Throws<ObjectDisposedException>(() => q.Hadamard());
             Assert.Throws<ObjectDisposedException>(() => q.StateSize);
             Assert.Throws<ObjectDisposedException>(() => other.Shift(c));

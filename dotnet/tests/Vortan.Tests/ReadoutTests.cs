@@ -41,16 +41,6 @@ namespace Vortan.Tests
         }
 
         [Fact]
-        public void Density_matrix_has_the_ket_as_row()
-        {
-            using var q = new Qudit(2);
-            q.Hadamard();
-            q.Clock(0.5); // (|0> + i|1>)/√2
-            Complex[,] rho = Simulation.DensityMatrix(q);
-            Dense.AssertClose(new Complex[,] { { 0.5, new Complex(0, -0.5) }, { new Complex(0, 0.5), 0.5 } }, rho, "ρ");
-        }
-
-        [Fact]
         public void Projection_and_forced_measurement_answer_and_collapse()
         {
             using var q = new Qudit(3);
