@@ -11,23 +11,7 @@ namespace Vortan.Tests
     public class ReadoutTests
     {
         [Fact]
-        public void Probabilities_follow_the_listed_order_first_qudit_fastest()
-        {
-            using var a = new Qudit(2);
-            using var b = new Qudit(3);
-            a.Cycle();
-            b.Cycle();
-            double[] ab = Simulation.Probabilities(a, b), ba = Simulation.Probabilities(b, a);
-            Assert.Equal(6, ab.Length);
-            Assert.Equal(1.0, ab[1 + 2 * 1], 6);   // a = 1, b = 1
-            Assert.Equal(1.0, ba[1 + 3 * 1], 6);   // b = 1, a = 1
-            Assert.Equal(1.0, ab.Sum(), 6);
-            Assert.Equal(3, Simulation.OutcomeIndex(new[] { 2, 3 }, new[] { 1, 1 }));
-            Assert.Equal(new[] { 1, 1 }, Simulation.OutcomeLevels(new[] { 3, 2 }, 4));
-        }
-
-        [Fact]
-        public void Measurement_results_are_aligned_with_the_list()
+        public void Read_outs_follow_the_listed_order_first_qudit_fastest()
         {
             using var a = new Qudit(3);
             using var b = new Qudit(2);
@@ -35,9 +19,16 @@ namespace Vortan.Tests
             a.Cycle();
             a.Cycle();
             b.Cycle();
+            double[] bc = Simulation.Probabilities(b, c), cb = Simulation.Probabilities(c, b);
+            Assert.Equal(6, bc.Length);
+            Assert.Equal(1.0, bc[1 + 2 * 0], 6);   // b = 1, c = 0
+            Assert.Equal(1.0, cb[0 + 3 * 1], 6);   // c = 0, b = 1
+            Assert.Equal(1.0, bc.Sum(), 6);
             Assert.Equal(new[] { 2, 1, 0 }, Simulation.Measure(a, b, c));
             Assert.Equal(new[] { 0, 2, 1 }, Simulation.Measure(c, a, b));
             Assert.Equal(2, a.Measure());
+            Assert.Equal(3, Simulation.OutcomeIndex(new[] { 2, 3 }, new[] { 1, 1 }));
+            Assert.Equal(new[] { 1, 1 }, Simulation.OutcomeLevels(new[] { 3, 2 }, 4));
         }
 
         [Fact]
