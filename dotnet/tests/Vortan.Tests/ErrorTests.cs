@@ -18,19 +18,25 @@ namespace Vortan.Tests
             { typeof(InvalidDimensionException), Create, BadDimension, Array.Empty<int>(), (o, _) => o.Add(new Qudit(-1)) },
             { typeof(InvalidDimensionException), Create, BadDimension, Array.Empty<int>(), (o, _) => o.Add(new Qudit(4)) },
             { typeof(VortanInvalidArgumentException), "vortan_x_operation", NotFinite, new[] { 2 }, (_, q) => q[0].X(double.NaN) },
-            { typeof(VortanInvalidArgumentException), "vortan_i_swap_operation", NotFinite, new[] { 2 }, (_, q) => q[0].ISwap(q[0], double.PositiveInfinity) },
-            { typeof(VortanInvalidArgumentException), "vortan_y_operation", "Y gate requires dimension 2 (qubit)", new[] { 3 }, (_, q) => q[0].Y() },
-            { typeof(VortanInvalidArgumentException), "vortan_forced_measure_properties", "Forced measurement outcome is inconsistent with the current state amplitudes",
+            { typeof(VortanInvalidArgumentException), "vortan_i_swap_operation", NotFinite,
+              new[] { 2 }, (_, q) => q[0].ISwap(q[0], double.PositiveInfinity) },
+            { typeof(VortanInvalidArgumentException), "vortan_y_operation", "Y gate requires dimension 2 (qubit)",
+              new[] { 3 }, (_, q) => q[0].Y() },
+            { typeof(VortanInvalidArgumentException), "vortan_forced_measure_properties",
+              "Forced measurement outcome is inconsistent with the current state amplitudes",
               new[] { 3 }, (_, q) => { q[0].Cycle(); Simulation.ForceMeasure(q, new[] { 0 }); } },
-            { typeof(InvalidQuditNumberException), "vortan_measure_properties", "num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled",
+            { typeof(InvalidQuditNumberException), "vortan_measure_properties",
+              "num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled",
               Array.Empty<int>(), (o, _) => Simulation.Measure(o.Qudits(13, 2)) },
             { typeof(TargetControlOverlapException), "vortan_hadamard_operation", "Hadamard operation has overlapping targets and controls",
               new[] { 2 }, (o, q) => q[0].Hadamard(o.Add(q[0].EqualTo(0))) },
-            { typeof(IncompatibleDimensionsException), "vortan_swap_operation", "Targets of swap operation have different dimensions", new[] { 2, 3 }, (_, q) => q[0].Swap(q[1]) },
+            { typeof(IncompatibleDimensionsException), "vortan_swap_operation", "Targets of swap operation have different dimensions",
+              new[] { 2, 3 }, (_, q) => q[0].Swap(q[1]) },
             { typeof(IncompatibleDimensionsException), "vortan_i_swap_operation", "Targets of fractional-i-swap operation have different dimensions",
               new[] { 2, 3 }, (_, q) => q[0].ISwap(q[1], 0.5) },
             { typeof(StateSizeExceededException), "vortan_hadamard_operation",
-              "Hadamard on 1 target(s) would produce ~177147 intermediate basis states (current: 59049), exceeding limit of 100000. Measure some qudits first to reduce state size.",
+              "Hadamard on 1 target(s) would produce ~177147 intermediate basis states (current: 59049), exceeding limit of 100000. "
+              + "Measure some qudits first to reduce state size.",
               Array.Empty<int>(), (o, _) =>
               {
                   Qudit[] qs = o.Qudits(11, 3);
@@ -44,7 +50,8 @@ namespace Vortan.Tests
 
         [Theory]
         [MemberData(nameof(Failures))]
-        public void A_failure_throws_the_type_of_its_code_with_the_library_record(Type type, string function, string message, int[] dimensions, Action<Owned, Qudit[]> call)
+        public void A_failure_throws_the_type_of_its_code_with_the_library_record(
+            Type type, string function, string message, int[] dimensions, Action<Owned, Qudit[]> call)
         {
             using var owned = new Owned();
             var qudits = new Qudit[dimensions.Length];
@@ -116,7 +123,8 @@ namespace Vortan.Tests
                 using var q = new Qudit(3);
                 Assert.Throws<VortanInvalidArgumentException>(() => q.Y(0.5));
                 Assert.Single(seen);
-                Assert.Equal((ErrorCode.InvalidArgument, "vortan_y_operation", "Y gate requires dimension 2 (qubit)"), (seen[0].Code, seen[0].Function, seen[0].Message));
+                Assert.Equal((ErrorCode.InvalidArgument, "vortan_y_operation", "Y gate requires dimension 2 (qubit)"),
+                             (seen[0].Code, seen[0].Function, seen[0].Message));
             }
             finally
             {

@@ -89,7 +89,10 @@ namespace Vortan.Tests
             for (int side = 0; side < sides; side++)
                 for (int r = 0; r < n; r++)
                     for (int t = 0; t < n; t++)
-                        psi[t + n * r + n * n * side] = (controlIsEqual is null || (side == 1) == controlIsEqual ? u[t, r] : t == r ? 1 : 0) / Math.Sqrt(n * sides);
+                    {
+                        Complex amplitude = controlIsEqual is null || (side == 1) == controlIsEqual ? u[t, r] : t == r ? 1 : 0;
+                        psi[t + n * r + n * n * side] = amplitude / Math.Sqrt(n * sides);
+                    }
             Dense.AssertClose(Dense.Outer(psi), Simulation.DensityMatrix(listed.ToArray()), $"{name}^{f} on d={d}, control {controlIsEqual}");
         }
     }
