@@ -105,14 +105,16 @@ bool step_levels_packed(std::vector<BasisEntry<T>>& entries, const Targets& targ
         const auto walk = [&](auto single) {
             for (BasisEntry<T>& entry : entries) {
                 const std::uint64_t values = entry.dits.values;
-                if (!selection.template passes_as<decltype(form)::value>(values)) continue;
+                const bool passes = selection.template passes_as<decltype(form)::value>(values);
                 // Entries normally share one dimensions word; one that
                 // differs takes the checked road, which may refuse it as it
                 // always has.
-                if (entry.dits.dimensions != dimensions)
-                    step_levels(entry.dits, targets, up);
-                else
-                    entry.dits.values = map.template apply<decltype(single)::value>(values);
+                if (entry.dits.dimensions != dimensions) [[unlikely]] {
+                    if (passes) step_levels(entry.dits, targets, up);
+                    continue;
+                }
+                const std::uint64_t moved = map.template apply<decltype(single)::value>(values);
+                entry.dits.values = passes ? moved : values;
             }
         };
         if (map.single())

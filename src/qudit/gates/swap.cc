@@ -42,16 +42,19 @@ bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, s
     selection.with_form([&](auto form) {
         for (BasisEntry<T>& entry : entries) {
             const std::uint64_t values = entry.dits.values;
-            if (!selection.template passes_as<decltype(form)::value>(values)) continue;
-            if (entry.dits.dimensions != dimensions) {
-                checked(entry);
+            const bool passes = selection.template passes_as<decltype(form)::value>(values);
+            if (entry.dits.dimensions != dimensions) [[unlikely]] {
+                if (passes) checked(entry);
                 continue;
             }
-            // An exchange of equal values changes nothing.
-            const std::uint64_t differ = (values ^ (values >> apart)) & field;
-            if (TURN && differ == 0) continue;
-            if (TURN) entry.amplitude = times(entry.amplitude, moved);
+            // Selected or not, every word is written back: a select, not a
+            // branch the selection's pattern could defeat. An exchange of
+            // equal values changes nothing.
+            const std::uint64_t differ = passes ? (values ^ (values >> apart)) & field : 0;
             entry.dits.values = values ^ (differ | (differ << apart));
+            // The product is skipped, not selected: a select of a complex
+            // costs more than the branch saves.
+            if (TURN && differ != 0) entry.amplitude = times(entry.amplitude, moved);
         }
     });
     return true;
