@@ -68,7 +68,7 @@ private:
     static constexpr std::uint8_t IDENTITY = 0b11100100;
     struct Field {
         unsigned shift;
-        std::uint8_t to;                 // image of level v in bits 2v, 2v+1
+        std::uint8_t to;                    // image of level v in bits 2v, 2v+1
         std::array<std::uint64_t, 4> flip;  // level v xor its image, in place
     };
     std::uint64_t keep_ = ~std::uint64_t{0};
@@ -98,9 +98,9 @@ bool step_levels_packed(std::vector<BasisEntry<T>>& entries, const Targets& targ
     }
     const Selection<T> selection(predicates);
     // Compiled once per form of the selection and for one moving field or
-    // several: the loop then holds only the tests it needs. The branches
-    // skip work rather than select results: a select costs every entry the
-    // whole map, a branch only what the selection lets through.
+    // several: the loop then holds only the tests it needs. Selected or not,
+    // every word is written back: a select, not a branch that a selection
+    // without pattern in the list order would defeat.
     selection.with_form([&](auto form) {
         const auto walk = [&](auto single) {
             for (BasisEntry<T>& entry : entries) {
