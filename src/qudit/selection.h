@@ -6,12 +6,18 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "qudit/dit_array.h"
 #include "qudit/predicate.h"
 
 namespace vortan::qudit {
+
+/// What a compiled selection has to test: nothing, the masked compare alone,
+/// or the compare and the "nonzero" fold. A walk compiled for the form skips
+/// the parts that cannot fail.
+enum class SelectionForm { all, equal, full };
 
 /// "Dit q equals v" and "dit q differs from v" conditions joined by AND, over
 /// the values word of the packed form T. It answers as entry_passes_predicates
@@ -58,11 +64,39 @@ public:
         compile(allowed);
     }
 
-    bool passes(std::uint64_t values) const {
-        // A qutrit field is nonzero when either bit is: fold the high bit of
-        // each field onto its low one.
-        const std::uint64_t nonzero = values & nonzero_mask_;
-        return ((values & equal_mask_) == equal_want_) & (((nonzero | (nonzero >> 1)) & nonzero_low_) == nonzero_low_);
+    bool passes(std::uint64_t values) const { return passes_as<SelectionForm::full>(values); }
+
+    /// passes() with the parts outside form F left out: right for this
+    /// selection when F is form() or a later form.
+    template <SelectionForm F>
+    bool passes_as(std::uint64_t values) const {
+        if constexpr (F == SelectionForm::all) {
+            return true;
+        } else if constexpr (F == SelectionForm::equal) {
+            return (values & equal_mask_) == equal_want_;
+        } else {
+            // A qutrit field is nonzero when either bit is: fold the high bit
+            // of each field onto its low one.
+            const std::uint64_t nonzero = values & nonzero_mask_;
+            return ((values & equal_mask_) == equal_want_) &
+                   (((nonzero | (nonzero >> 1)) & nonzero_low_) == nonzero_low_);
+        }
+    }
+
+    SelectionForm form() const {
+        if (nonzero_mask_ != 0) return SelectionForm::full;
+        return equal_mask_ != 0 || equal_want_ != 0 ? SelectionForm::equal : SelectionForm::all;
+    }
+
+    /// Calls body(std::integral_constant<SelectionForm, form()>), so that the
+    /// walk inside is compiled once per form and chosen once per call.
+    template <class Body>
+    void with_form(Body&& body) const {
+        switch (form()) {
+            case SelectionForm::all: body(std::integral_constant<SelectionForm, SelectionForm::all>{}); break;
+            case SelectionForm::equal: body(std::integral_constant<SelectionForm, SelectionForm::equal>{}); break;
+            default: body(std::integral_constant<SelectionForm, SelectionForm::full>{}); break;
+        }
     }
 
 private:

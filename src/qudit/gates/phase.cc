@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <complex>
+#include <type_traits>
 #include <vector>
 
 #include "qudit/gates/entry_kernels.h"
@@ -20,7 +21,7 @@ template <class T>
 bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Targets& targets,
                                   ClockFactors& factor, const Predicates& predicates) {
     if (!Selection<T>::fits(targets) || !Selection<T>::fits(predicates)) return false;
-    if (entries.empty()) return true;
+    if (entries.empty() || targets.empty()) return true;
     struct Target {
         unsigned shift;
         std::complex<double> factor[T::mask + 1];
@@ -33,16 +34,30 @@ bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Tar
         for (std::uint64_t v = 0; v <= T::mask; ++v) table[i].factor[v] = factor(Dit{v, d});
     }
     const Selection<T> selection(predicates);
-    for (BasisEntry<T>& entry : entries) {
-        const std::uint64_t values = entry.dits.values;
-        if (!selection.passes(values)) continue;
-        if (entry.dits.dimensions != dimensions) {
-            turn_clock(entry.amplitude, entry.dits, targets, factor);
-            continue;
-        }
-        for (const Target& target : table)
-            entry.amplitude = entry.amplitude * target.factor[(values >> target.shift) & T::mask];
-    }
+    // Compiled once per form of the selection and for one target or several.
+    selection.with_form([&](auto form) {
+        const auto walk = [&](auto single) {
+            for (BasisEntry<T>& entry : entries) {
+                const std::uint64_t values = entry.dits.values;
+                if (!selection.template passes_as<decltype(form)::value>(values)) continue;
+                if (entry.dits.dimensions != dimensions) {
+                    turn_clock(entry.amplitude, entry.dits, targets, factor);
+                } else if constexpr (decltype(single)::value) {
+                    const Target& only = table.front();
+                    entry.amplitude = times(entry.amplitude, only.factor[(values >> only.shift) & T::mask]);
+                } else {
+                    // One product per target in list order: a product of
+                    // the factors first would round differently.
+                    for (const Target& target : table)
+                        entry.amplitude = times(entry.amplitude, target.factor[(values >> target.shift) & T::mask]);
+                }
+            }
+        };
+        if (table.size() == 1)
+            walk(std::true_type{});
+        else
+            walk(std::false_type{});
+    });
     return true;
 }
 
@@ -81,8 +96,11 @@ void State<T>::phase_rotate(const Predicates& predicates, double angle) {
     if constexpr (!is_dynamic_v<T>) {
         if (Selection<T>::fits(predicates)) {
             const Selection<T> selection(predicates);
-            for (Entry& entry : entries_)
-                if (selection.passes(entry.dits.values)) entry.amplitude = entry.amplitude * factor;
+            selection.with_form([&](auto form) {
+                for (Entry& entry : entries_)
+                    if (selection.template passes_as<decltype(form)::value>(entry.dits.values))
+                        entry.amplitude = times(entry.amplitude, factor);
+            });
             packed = true;
         }
     }

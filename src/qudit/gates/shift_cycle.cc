@@ -2,6 +2,7 @@
 // fractional powers as a fractional clock conjugated by Hadamards.
 
 #include <array>
+#include <type_traits>
 
 #include "qudit/gates/entry_kernels.h"
 #include "qudit/gates/fraction_period.h"
@@ -32,26 +33,33 @@ public:
             Field* field = fields_.begin();
             while (field != fields_.begin() + count_ && field->shift != shift) ++field;
             if (field == fields_.begin() + count_) {
-                *field = {shift, IDENTITY};
+                *field = {shift, IDENTITY, {}};
                 ++count_;
             }
             std::uint8_t composed = 0;
             for (unsigned v = 0; v < 4; ++v)
                 composed |= static_cast<std::uint8_t>(to[(field->to >> (2 * v)) & 3] << (2 * v));
             field->to = composed;
+            for (std::uint64_t v = 0; v < 4; ++v) field->flip[v] = (v ^ ((composed >> (2 * v)) & 3)) << shift;
         }
     }
 
-    std::uint64_t operator()(std::uint64_t values) const {
+    /// At most one field moves: the walk can be compiled for one lookup.
+    bool single() const { return T::max_dimension == 2 || count_ <= 1; }
+
+    /// The image of `values`; SINGLE only where single() holds.
+    template <bool SINGLE>
+    std::uint64_t apply(std::uint64_t values) const {
         if constexpr (T::max_dimension == 2) {
             return (values & keep_) ^ flip_;
+        } else if constexpr (SINGLE) {
+            // An untouched map has no field and fields_[0] flips nothing.
+            return values ^ fields_[0].flip[(values >> fields_[0].shift) & 3];
         } else {
-            for (unsigned i = 0; i < count_; ++i) {
-                const std::uint64_t level = (values >> fields_[i].shift) & 3;
-                const std::uint64_t image = (fields_[i].to >> (2 * level)) & 3;
-                values ^= (level ^ image) << fields_[i].shift;
-            }
-            return values;
+            // Fields are distinct, so each reads its level from the input.
+            std::uint64_t image = values;
+            for (unsigned i = 0; i < count_; ++i) image ^= fields_[i].flip[(values >> fields_[i].shift) & 3];
+            return image;
         }
     }
 
@@ -60,7 +68,8 @@ private:
     static constexpr std::uint8_t IDENTITY = 0b11100100;
     struct Field {
         unsigned shift;
-        std::uint8_t to;  // image of level v in bits 2v, 2v+1
+        std::uint8_t to;                    // image of level v in bits 2v, 2v+1
+        std::array<std::uint64_t, 4> flip;  // level v xor its image, in place
     };
     std::uint64_t keep_ = ~std::uint64_t{0};
     std::uint64_t flip_ = 0;
@@ -88,15 +97,31 @@ bool step_levels_packed(std::vector<BasisEntry<T>>& entries, const Targets& targ
         map.then(q, to);
     }
     const Selection<T> selection(predicates);
-    for (BasisEntry<T>& entry : entries) {
-        if (!selection.passes(entry.dits.values)) continue;
-        // Entries normally share one dimensions word; one that differs takes
-        // the checked road, which may refuse it as it always has.
-        if (entry.dits.dimensions != dimensions)
-            step_levels(entry.dits, targets, up);
+    // Compiled once per form of the selection and for one moving field or
+    // several: the loop then holds only the tests it needs. Selected or not,
+    // every word is written back: a select, not a branch that a selection
+    // without pattern in the list order would defeat.
+    selection.with_form([&](auto form) {
+        const auto walk = [&](auto single) {
+            for (BasisEntry<T>& entry : entries) {
+                const std::uint64_t values = entry.dits.values;
+                const bool passes = selection.template passes_as<decltype(form)::value>(values);
+                // Entries normally share one dimensions word; one that
+                // differs takes the checked road, which may refuse it as it
+                // always has.
+                if (entry.dits.dimensions != dimensions) [[unlikely]] {
+                    if (passes) step_levels(entry.dits, targets, up);
+                    continue;
+                }
+                const std::uint64_t moved = map.template apply<decltype(single)::value>(values);
+                entry.dits.values = passes ? moved : values;
+            }
+        };
+        if (map.single())
+            walk(std::true_type{});
         else
-            entry.dits.values = map(entry.dits.values);
-    }
+            walk(std::false_type{});
+    });
     return true;
 }
 

@@ -15,31 +15,48 @@
 namespace vortan::qudit {
 namespace {
 
-/// Exchanges the whole dits q1 and q2 of the selected entries and multiplies
-/// those whose two values differ by `moved`, on the packed words: the value
-/// fields trade places; the dimension fields are equal in the first entry's
-/// word, so every entry that shares it keeps it. An entry of another word
-/// takes the checked road. Declines (false) where that shared dimension is
-/// past D and could not be written back. `turn` tells i-swap from swap.
-template <class T>
+/// Exchanges the whole dits q1 and q2 of the selected entries and, with
+/// TURN, multiplies those whose two values differ by `moved`, on the packed
+/// words: the value fields trade places; the dimension fields are equal in
+/// the first entry's word, so every entry that shares it keeps it. An entry
+/// of another word takes the checked road. Declines (false) where that shared
+/// dimension is past D and could not be written back.
+template <bool TURN, class T>
 bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, std::int32_t qudit2,
-                     const Predicates& predicates, bool turn, std::complex<double> moved) {
+                     const Predicates& predicates, std::complex<double> moved) {
     const unsigned shift1 = T::shift_of(static_cast<std::uint32_t>(qudit1));
     const unsigned shift2 = T::shift_of(static_cast<std::uint32_t>(qudit2));
     const std::uint64_t dimensions = entries.front().dits.dimensions;
     if (((dimensions >> shift1) & T::mask) + 1 > T::max_dimension) return false;
+    // With the fields ordered, one shift by their distance lines them up.
+    const unsigned low = std::min(shift1, shift2), apart = std::max(shift1, shift2) - low;
+    const std::uint64_t field = T::mask << low;
     const Selection<T> selection(predicates);
-    for (BasisEntry<T>& entry : entries) {
-        const std::uint64_t values = entry.dits.values;
-        if (!selection.passes(values)) continue;
-        const std::uint64_t differ = ((values >> shift1) ^ (values >> shift2)) & T::mask;
-        if (turn && differ == 0) continue;
-        if (turn) entry.amplitude = entry.amplitude * moved;
-        if (entry.dits.dimensions != dimensions)
-            exchange(entry.dits, qudit1, qudit2);
-        else
-            entry.dits.values = values ^ ((differ << shift1) | (differ << shift2));
-    }
+    // An entry of another dimensions word, selected: the checked road.
+    const auto checked = [&](BasisEntry<T>& entry) {
+        const std::uint64_t differ = ((entry.dits.values >> shift1) ^ (entry.dits.values >> shift2)) & T::mask;
+        if (TURN && differ == 0) return;
+        if (TURN) entry.amplitude = times(entry.amplitude, moved);
+        exchange(entry.dits, qudit1, qudit2);
+    };
+    selection.with_form([&](auto form) {
+        for (BasisEntry<T>& entry : entries) {
+            const std::uint64_t values = entry.dits.values;
+            const bool passes = selection.template passes_as<decltype(form)::value>(values);
+            if (entry.dits.dimensions != dimensions) [[unlikely]] {
+                if (passes) checked(entry);
+                continue;
+            }
+            // Selected or not, every word is written back: a select, not a
+            // branch the selection's pattern could defeat. An exchange of
+            // equal values changes nothing.
+            const std::uint64_t differ = passes ? (values ^ (values >> apart)) & field : 0;
+            entry.dits.values = values ^ (differ | (differ << apart));
+            // The product is skipped, not selected: a select of a complex
+            // costs more than the branch saves.
+            if (TURN && differ != 0) entry.amplitude = times(entry.amplitude, moved);
+        }
+    });
     return true;
 }
 
@@ -173,7 +190,7 @@ void State<T>::swap(std::int32_t qudit1, std::int32_t qudit2, const Predicates& 
                "Targets of swap operation have different dimensions");
     if (entries_.empty()) return;
     bool packed = false;
-    if constexpr (!is_dynamic_v<T>) packed = exchange_packed(entries_, qudit1, qudit2, predicates, false, {});
+    if constexpr (!is_dynamic_v<T>) packed = exchange_packed<false>(entries_, qudit1, qudit2, predicates, {});
     if (!packed)
         for (Entry& entry : entries_)
             if (entry_passes_predicates(entry.dits, predicates)) exchange(entry.dits, qudit1, qudit2);
@@ -195,7 +212,7 @@ void State<T>::i_swap(std::int32_t qudit1, std::int32_t qudit2, double fraction,
     // phase, in place, and no partner can meet another.
     if (std::abs(c) < 1e-12) {
         if constexpr (!is_dynamic_v<T>)
-            if (exchange_packed(entries_, qudit1, qudit2, predicates, true, std::complex<double>(0.0, s))) return;
+            if (exchange_packed<true>(entries_, qudit1, qudit2, predicates, std::complex<double>(0.0, s))) return;
         for (Entry& entry : entries_) {
             if (!entry_passes_predicates(entry.dits, predicates) || !values_differ(entry.dits)) continue;
             entry.amplitude = entry.amplitude * std::complex<double>(0.0, s);

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <random>
 #include <string>
 #include <typeinfo>
@@ -50,8 +52,13 @@ void expect_same_entries(const Entries<T>& got, const Entries<T>& want, const st
 /// Random entries over the packed form T. Most states give every entry the
 /// same dimensions (qubits and, under D = 3, qutrits); odd ones change some
 /// entries' dits, write values at or past a dit's dimension, leave trailing
-/// dits unwritten (dimension 1), or write a dimension 0 whose unmasked bits
-/// raise the fields above it past D.
+/// dits unwritten (dimension 1), write a dimension 0 whose unmasked bits
+/// raise the fields above it past D, or give a part of an amplitude a value
+/// on which products need care: infinities, NaN, signed zeros, extremes.
+constexpr double INF = std::numeric_limits<double>::infinity();
+constexpr double SPECIAL_PARTS[] = {INF, -INF, std::numeric_limits<double>::quiet_NaN(), -0.0, 0.0,
+                                    std::numeric_limits<double>::max(), -std::numeric_limits<double>::denorm_min()};
+
 template <class T>
 std::vector<DynamicBasisEntry> random_list(std::mt19937& rng) {
     const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
@@ -74,9 +81,30 @@ std::vector<DynamicBasisEntry> random_list(std::mt19937& rng) {
                 default: dit.dimension = pick(8) == 0 ? 0 : 1; break;
             }
         }
-        list.push_back({DynamicDitArray(std::move(dits)), {gauss(rng), gauss(rng)}});
+        std::complex<double> amplitude(gauss(rng), gauss(rng));
+        if (odd && pick(8) == 0) {
+            const double special = SPECIAL_PARTS[static_cast<std::size_t>(pick(static_cast<int>(std::size(SPECIAL_PARTS))))];
+            amplitude = pick(2) ? std::complex<double>(special, amplitude.imag()) : std::complex<double>(amplitude.real(), special);
+        }
+        list.push_back({DynamicDitArray(std::move(dits)), amplitude});
     }
     return list;
+}
+
+// The packed walks multiply with times(): every pair of parts from the list,
+// as an amplitude and as a factor, must give the bits of the complex product,
+// also where that product recovers infinities from NaN parts.
+TEST(PackedKernels, times_is_the_complex_product_bit_for_bit) {
+    std::vector<double> parts(std::begin(SPECIAL_PARTS), std::end(SPECIAL_PARTS));
+    parts.insert(parts.end(), {1.0, -1.0, 0.5, 1.2246467991473532e-16, -1e300, 3e-310});
+    for (const double ar : parts)
+        for (const double ai : parts)
+            for (const double br : parts)
+                for (const double bi : parts) {
+                    const std::complex<double> a(ar, ai), b(br, bi);
+                    const std::complex<double> got = times(a, b), want = a * b;
+                    EXPECT_EQ(std::memcmp(&got, &want, sizeof(got)), 0) << a << " * " << b;
+                }
 }
 
 template <class T>
