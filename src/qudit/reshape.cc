@@ -3,11 +3,44 @@
 // with no dit vector per entry.
 
 #include <array>
+#include <iterator>
 #include <memory>
+#include <type_traits>
 
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
+namespace {
+
+/// Entries seen through a function, as a range whose length the vector reads
+/// before it builds every element in place. Forward in all but its reference,
+/// which is a value: enough for the one pass of the vector's assign, which
+/// reads each element once and in order, so the function may keep tallies.
+template <class Source, class Function>
+class Transforming {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = std::invoke_result_t<Function&, const Source&>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = value_type;
+
+    Transforming(const Source* at, Function& function) : at_(at), function_(&function) {}
+    value_type operator*() const { return (*function_)(*at_); }
+    Transforming& operator++() {
+        ++at_;
+        return *this;
+    }
+    Transforming operator++(int) { return Transforming(at_++, *function_); }
+    friend bool operator==(const Transforming& a, const Transforming& b) { return a.at_ == b.at_; }
+    friend difference_type operator-(const Transforming& a, const Transforming& b) { return a.at_ - b.at_; }
+
+private:
+    const Source* at_;
+    Function* function_;
+};
+
+}  // namespace
 
 template <class T>
 bool State<T>::packed_entries(std::vector<PackedEntry>& out) const {
@@ -89,23 +122,26 @@ std::unique_ptr<IState> State<T>::without_qudit(std::int32_t qudit, std::int64_t
             word = (word & ~(T::mask << freed)) | (moved << freed);
             return word & ~(T::mask << last);
         };
-        std::vector<BasisEntry<Smaller>> list;
-        list.reserve(entries_.size());
         // Entries that agreed on the removed dit stay distinct without it;
         // then exact zeros, which the factory drops, are all that may go.
         const std::uint64_t first = entries_.empty() ? 0 : entries_.front().dits.value_at(static_cast<std::uint32_t>(qudit));
         std::uint64_t differ = 0;
         std::size_t zeros = 0;
-        for (const Entry& entry : entries_) {
-            const std::uint64_t value = (entry.dits.values >> freed) & T::mask;
-            if (keep >= 0 && value != static_cast<std::uint64_t>(keep)) continue;
-            differ |= value ^ first;
+        const auto closed_up = [&](const Entry& entry) {
+            differ |= ((entry.dits.values >> freed) & T::mask) ^ first;
             zeros += entry.amplitude.real() == 0.0 && entry.amplitude.imag() == 0.0;
-            // Field by field: a record built whole and copied stalls on its store.
-            BasisEntry<Smaller>& out = list.emplace_back();
-            out.dits.values = close_up(entry.dits.values);
-            out.dits.dimensions = close_up(entry.dits.dimensions);
-            out.amplitude = entry.amplitude;
+            return BasisEntry<Smaller>{{close_up(entry.dits.values), close_up(entry.dits.dimensions)}, entry.amplitude};
+        };
+        std::vector<BasisEntry<Smaller>> list;
+        if (keep < 0) {
+            // Every entry: built in place from a range of known length, with
+            // no zero-fill and no test of the capacity per entry.
+            list.assign(Transforming(entries_.data(), closed_up), Transforming(entries_.data() + entries_.size(), closed_up));
+        } else {
+            list.reserve(entries_.size());
+            for (const Entry& entry : entries_)
+                if (((entry.dits.values >> freed) & T::mask) == static_cast<std::uint64_t>(keep))
+                    list.push_back(closed_up(entry));
         }
         // Kept entries of several values may meet: the factory's merge, which
         // sums before it drops zeros.
