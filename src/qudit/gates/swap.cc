@@ -47,7 +47,7 @@ bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, s
 /// list itself when it already ascends, as the list a merge of 9 or more
 /// leaves does.
 template <class T>
-struct InPlace {
+struct Ascending {
     const std::vector<BasisEntry<T>>& entries;
     std::uint64_t key(std::size_t j) const { return entries[j].dits.values; }
     std::uint32_t index(std::size_t j) const { return static_cast<std::uint32_t>(j); }
@@ -61,15 +61,15 @@ struct Sorted {
 };
 
 /// First position, among n of strictly ascending keys, whose key is at least
-/// `key`, looked for outward from `guess`: one comparison when the guess is
-/// right, a few more the nearer it is.
+/// `key` (n if none), looked for outward from `guess`: one comparison when
+/// the guess is right, a few more the nearer it is.
 template <class View>
 std::size_t position_from(const View& view, std::size_t n, std::uint64_t key, std::size_t guess) {
     std::size_t lo, hi;  // the answer lies in [lo, hi]
     if (view.key(guess) == key) return guess;
+    std::size_t step = 1;
     if (view.key(guess) < key) {
         // Everything before lo is below the key.
-        std::size_t step = 1;
         lo = guess + 1;
         while (lo + step <= n && view.key(lo + step - 1) < key) {
             lo += step;
@@ -78,7 +78,6 @@ std::size_t position_from(const View& view, std::size_t n, std::uint64_t key, st
         hi = std::min(lo + step - 1, n);
     } else {
         // Everything from hi on is above the key.
-        std::size_t step = 1;
         hi = guess;
         while (hi >= step && view.key(hi - step) > key) {
             hi -= step;
@@ -94,6 +93,31 @@ std::size_t position_from(const View& view, std::size_t n, std::uint64_t key, st
             hi = mid;
     }
     return lo;
+}
+
+/// Merges `added`, ascending, into `list`, ascending, with no key in common:
+/// from the back, so that only the entries above the lowest added one move.
+template <class T>
+void merge_in(std::vector<BasisEntry<T>>& list, const std::vector<BasisEntry<T>>& added) {
+    std::size_t kept = list.size(), from = added.size();
+    list.resize(kept + from);
+    for (std::size_t to = list.size(); from > 0;) {
+        if (kept > 0 && list[kept - 1].dits.values > added[from - 1].dits.values)
+            list[--to] = list[--kept];
+        else
+            list[--to] = added[--from];
+    }
+}
+
+/// Appends an entry field by field: a record built whole on the stack and
+/// copied stalls on the store of its key.
+template <class T>
+void append(std::vector<BasisEntry<T>>& list, std::uint64_t values, std::uint64_t dimensions,
+            std::complex<double> amplitude) {
+    BasisEntry<T>& out = list.emplace_back();
+    out.dits.values = values;
+    out.dits.dimensions = dimensions;
+    out.amplitude = amplitude;
 }
 
 /// The general path of i_swap on a packed form without expanding: the list
@@ -140,34 +164,23 @@ std::vector<BasisEntry<T>> i_swap_pairs(const std::vector<BasisEntry<T>>& entrie
             else
                 extras.push_back(partner << KEY_SHIFT | view.index(v));
         }
-        if (negligible(amplitude)) continue;
-        // Field by field: a record built whole on the stack and copied
-        // stalls on the store of its key.
-        BasisEntry<T>& out = merged.emplace_back();
-        out.dits.values = key;
-        out.dits.dimensions = entry.dits.dimensions;
-        out.amplitude = amplitude;
+        if (!negligible(amplitude)) append(merged, key, entry.dits.dimensions, amplitude);
     }
     if (extras.empty()) return merged;
 
-    // Partners of no entry: moved times their source alone, in key order.
+    // Partners of no entry: moved times their source alone, in key order,
+    // merged in from the back so that only the entries above the lowest of
+    // them move.
     radix_sort(extras, scratch, key_bits_of<T>());
     const std::uint64_t dimensions = entries.front().dits.dimensions;
-    std::vector<BasisEntry<T>> joined;
-    joined.reserve(merged.size() + extras.size());
-    std::size_t m = 0;
+    std::vector<BasisEntry<T>> added;
+    added.reserve(extras.size());
     for (const std::uint64_t item : extras) {
-        const std::uint64_t key = item >> KEY_SHIFT;
-        for (; m < merged.size() && merged[m].dits.values < key; ++m) joined.push_back(merged[m]);
         const std::complex<double> amplitude = moved * entries[static_cast<std::uint32_t>(item)].amplitude;
-        if (negligible(amplitude)) continue;
-        BasisEntry<T>& out = joined.emplace_back();
-        out.dits.values = key;
-        out.dits.dimensions = dimensions;
-        out.amplitude = amplitude;
+        if (!negligible(amplitude)) append(added, item >> KEY_SHIFT, dimensions, amplitude);
     }
-    joined.insert(joined.end(), merged.begin() + static_cast<std::ptrdiff_t>(m), merged.end());
-    return joined;
+    merge_in(merged, added);
+    return merged;
 }
 
 template <class T>
@@ -185,7 +198,7 @@ bool i_swap_regrouped(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, 
     }
     const Selection<T> selection(predicates);
     if (ascending) {
-        entries = i_swap_pairs(entries, InPlace<T>{entries}, shift1, shift2, selection, stay, moved);
+        entries = i_swap_pairs(entries, Ascending<T>{entries}, shift1, shift2, selection, stay, moved);
         return true;
     }
     std::vector<std::uint64_t> items(n), scratch;
