@@ -3,11 +3,44 @@
 // with no dit vector per entry.
 
 #include <array>
+#include <iterator>
 #include <memory>
+#include <type_traits>
 
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
+namespace {
+
+/// Entries seen through a function, as a range whose length the vector reads
+/// before it builds every element in place. Forward in all but its reference,
+/// which is a value: enough for the one pass of the vector's assign, which
+/// reads each element once and in order, so the function may keep tallies.
+template <class Source, class Function>
+class Transforming {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = std::invoke_result_t<Function&, const Source&>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = value_type;
+
+    Transforming(const Source* at, Function& function) : at_(at), function_(&function) {}
+    value_type operator*() const { return (*function_)(*at_); }
+    Transforming& operator++() {
+        ++at_;
+        return *this;
+    }
+    Transforming operator++(int) { return Transforming(at_++, *function_); }
+    friend bool operator==(const Transforming& a, const Transforming& b) { return a.at_ == b.at_; }
+    friend difference_type operator-(const Transforming& a, const Transforming& b) { return a.at_ - b.at_; }
+
+private:
+    const Source* at_;
+    Function* function_;
+};
+
+}  // namespace
 
 template <class T>
 bool State<T>::packed_entries(std::vector<PackedEntry>& out) const {
@@ -26,11 +59,39 @@ bool State<T>::value_weights(std::int32_t qudit, std::vector<double>& weights) c
     if constexpr (is_dynamic_v<T>) {
         return false;
     } else {
-        // A field holds at most mask: a fixed table, cut to what was seen.
+        if (entries_.empty()) return true;
+        const unsigned shift = T::shift_of(static_cast<std::uint32_t>(qudit));
+        const std::size_t n = entries_.size();
+        // A definite qudit, as every measured one is, has a single weight,
+        // which can only be told from zero: a sum of non-negative terms is
+        // zero, infinite or NaN in any order alike. Four lanes then, in
+        // blocks that stop at the first other value, and no chain of
+        // dependent additions through memory.
+        const std::uint64_t first = (entries_.front().dits.values >> shift) & T::mask;
+        std::array<double, 4> lanes{};
+        std::uint64_t differ = 0;
+        std::size_t i = 0;
+        for (; i + 4 <= n && differ == 0; i += 4)
+            for (std::size_t k = 0; k < 4; ++k) {
+                differ |= ((entries_[i + k].dits.values >> shift) & T::mask) ^ first;
+                lanes[k] += squared_magnitude(entries_[i + k].amplitude);
+            }
+        for (; i < n && differ == 0; ++i) {
+            differ |= ((entries_[i].dits.values >> shift) & T::mask) ^ first;
+            lanes[0] += squared_magnitude(entries_[i].amplitude);
+        }
+        if (differ == 0) {
+            if (weights.size() <= first) weights.resize(first + 1, 0.0);
+            weights[first] += (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]);
+            return true;
+        }
+        // Several values: each weight summed in storage order, as the heaviest
+        // is chosen among them. A field holds at most mask: a fixed table,
+        // cut to what was seen.
         std::array<double, T::mask + 1> table{};
         std::uint64_t seen = 0;
         for (const Entry& entry : entries_) {
-            const std::uint64_t value = entry.dits.value_at(static_cast<std::uint32_t>(qudit));
+            const std::uint64_t value = (entry.dits.values >> shift) & T::mask;
             table[value] += squared_magnitude(entry.amplitude);
             seen |= std::uint64_t{1} << value;
         }
@@ -61,21 +122,35 @@ std::unique_ptr<IState> State<T>::without_qudit(std::int32_t qudit, std::int64_t
             word = (word & ~(T::mask << freed)) | (moved << freed);
             return word & ~(T::mask << last);
         };
+        // Entries that agreed on the removed dit stay distinct without it;
+        // then exact zeros, which the factory drops, are all that may go.
+        const std::uint64_t first = entries_.empty() ? 0 : entries_.front().dits.value_at(static_cast<std::uint32_t>(qudit));
+        std::uint64_t differ = 0;
+        std::size_t zeros = 0;
+        const auto closed_up = [&](const Entry& entry) {
+            differ |= ((entry.dits.values >> freed) & T::mask) ^ first;
+            zeros += entry.amplitude.real() == 0.0 && entry.amplitude.imag() == 0.0;
+            return BasisEntry<Smaller>{{close_up(entry.dits.values), close_up(entry.dits.dimensions)}, entry.amplitude};
+        };
         std::vector<BasisEntry<Smaller>> list;
-        list.reserve(entries_.size());
-        // Entries that agreed on the removed dit stay distinct without it.
-        bool one_value = true;
-        std::uint64_t first_value = 0;
-        for (const Entry& entry : entries_) {
-            const std::uint64_t value = entry.dits.value_at(static_cast<std::uint32_t>(qudit));
-            if (keep >= 0 && value != static_cast<std::uint64_t>(keep)) continue;
-            if (list.empty())
-                first_value = value;
-            else
-                one_value = one_value && value == first_value;
-            list.push_back({Smaller{close_up(entry.dits.values), close_up(entry.dits.dimensions)}, entry.amplitude});
+        if (keep < 0) {
+            // Every entry: built in place from a range of known length, with
+            // no zero-fill and no test of the capacity per entry.
+            list.assign(Transforming(entries_.data(), closed_up), Transforming(entries_.data() + entries_.size(), closed_up));
+        } else {
+            list.reserve(entries_.size());
+            for (const Entry& entry : entries_)
+                if (((entry.dits.values >> freed) & T::mask) == static_cast<std::uint64_t>(keep))
+                    list.push_back(closed_up(entry));
         }
-        return std::make_unique<State<Smaller>>(std::move(list), one_value);
+        // Kept entries of several values may meet: the factory's merge, which
+        // sums before it drops zeros.
+        if (keep < 0 && differ != 0) return std::make_unique<State<Smaller>>(std::move(list), false);
+        if (zeros != 0)
+            std::erase_if(list, [](const BasisEntry<Smaller>& e) {
+                return e.amplitude.real() == 0.0 && e.amplitude.imag() == 0.0;
+            });
+        return State<Smaller>::adopt(std::move(list));
     }
 }
 

@@ -133,7 +133,8 @@ public:
     virtual bool packed_entries(std::vector<PackedEntry>& out) const = 0;
     /// Adds |amplitude|^2 of every entry, in storage order, to the weight of
     /// the value of `qudit`; the table grows as far as the values demand.
-    /// `qudit` must be in range.
+    /// Where every entry has one value, its weight may be summed in another
+    /// order: alone, it is only ever told from zero. `qudit` must be in range.
     virtual bool value_weights(std::int32_t qudit, std::vector<double>& weights) const = 0;
     /// A state of one qudit fewer and the same D: only the entries whose dit
     /// `qudit` has the value `keep` (all when `keep` is negative), with the

@@ -47,6 +47,15 @@ public:
     /// that no two entries share their dits.
     State(std::vector<Entry> list, bool distinct)
         requires(!is_dynamic_v<T>);
+    /// Takes packed entries as they are, with no pass over them: the caller
+    /// promises that no two share their dits and none is exactly zero.
+    static std::unique_ptr<State> adopt(std::vector<Entry> list)
+        requires(!is_dynamic_v<T>)
+    {
+        auto state = std::make_unique<State>(std::vector<Entry>{}, true);
+        state->entries_ = std::move(list);
+        return state;
+    }
 
     std::uint64_t dimension() const override;
     std::uint64_t qudit_dimension(std::int32_t qudit) const override;

@@ -14,6 +14,7 @@ namespace vortan::qudit {
 namespace {
 
 using testing::state_of;
+using testing::Term;
 using testing::Terms;
 
 bool identical(const IState& a, const IState& b) {
@@ -41,23 +42,35 @@ Terms random_terms(const std::vector<int>& dims, int count, std::mt19937& rng, A
 
 // Exact zeros, -0.0 parts and weights that underflow: such a term may differ
 // from a kept one only at the removed qudit, and the factory then merges them.
+// Every other state is cut to one value of the removed qudit, the definite
+// case that is rebuilt without a merge.
 TEST(Reshape, removal_matches_the_exchange_road) {
     std::mt19937 rng(11);
     const std::vector<std::vector<int>> groups = {{2, 2}, {3, 2, 3}, std::vector(12, 2), std::vector(12, 3), {2, 3, 3, 2, 2}};
     for (const auto& dims : groups) {
         for (int round = 0; round < 20; ++round) {
-            const auto s = state_of(dims, random_terms(dims, 200, rng, [&]() -> std::complex<double> {
+            auto terms = random_terms(dims, 200, rng, [&]() -> std::complex<double> {
                 const double size = std::array{1.0, 0.0, 1e-170, -0.0}[rng() % 4];
                 return {size * double(rng() % 7) - 3 * size, rng() % 3 ? -0.0 : 0.5};
-            }));
+            });
             const auto q = static_cast<std::int32_t>(rng() % dims.size());
+            const bool definite = round % 2 == 1;
+            const int value = terms[0].values[q];
+            if (definite) std::erase_if(terms, [&](const Term& t) { return t.values[q] != value; });
+            // A state holds exact zeros only after a gate: here normalising
+            // next to a huge term takes the 1e-170 parts to zero.
+            const bool zeros = round % 4 >= 2;
+            if (zeros) terms[0].amplitude = 1e200;
+            const auto s = state_of(dims, terms);
+            if (zeros) s->normalize();
             for (std::int64_t keep : {-1, 0, 1}) {
                 auto entries = s->basis_entries();
                 if (keep >= 0) std::erase_if(entries, [&](const auto& e) { return e.dits.dits[q].value != std::uint64_t(keep); });
                 for (auto& e : entries) e.dits.dits[q] = e.dits.dits.back(), e.dits.dits.pop_back();
                 const auto got = s->without_qudit(q, keep);
                 ASSERT_TRUE(got);
-                EXPECT_TRUE(identical(*got, *make_state(s->dimension(), s->num_qudits() - 1, entries))) << dims.size() << " " << q << " " << keep;
+                EXPECT_TRUE(identical(*got, *make_state(s->dimension(), s->num_qudits() - 1, entries)))
+                    << dims.size() << " " << q << " " << keep << (definite ? " definite" : "");
             }
             std::vector<double> weights, expected;
             ASSERT_TRUE(s->value_weights(q, weights));
@@ -66,12 +79,46 @@ TEST(Reshape, removal_matches_the_exchange_road) {
                 if (expected.size() <= v) expected.resize(v + 1, 0.0);
                 expected[v] += squared_magnitude(e.amplitude);
             }
+            // The one weight of a definite qudit is summed in lanes.
+            if (definite && !expected.empty()) {
+                ASSERT_EQ(weights.size(), expected.size());
+                EXPECT_NEAR(weights.back(), expected.back(), 1e-12 * expected.back());
+                weights.back() = expected.back();
+            }
             EXPECT_EQ(weights, expected);
         }
     }
     EXPECT_EQ(state_of({3}, {{{1}, 1.0}})->without_qudit(0, -1), nullptr);  // no form of zero dits
     std::vector<double> unused;
     EXPECT_FALSE(state_of({2, 2}, {{{1, 0}, 1.0}}, testing::Form::dynamic)->value_weights(0, unused));
+}
+
+// A definite qudit's weight is read only against zero: it must be positive,
+// zero or NaN where the sum in storage order is, whatever the order of terms
+// and wherever a term of another value would break the run.
+TEST(Reshape, definite_weights_agree_with_the_ordered_sum_on_zero) {
+    const double nan = std::nan(""), tiny = 1e-170;
+    const std::vector<std::vector<std::complex<double>>> cases = {
+        {0.5, 0.5, 0.5}, {{0.0, tiny}, tiny, -tiny, tiny, tiny}, {tiny, 1.0, tiny, tiny, tiny, tiny, tiny},
+        {HUGE_VAL, 1.0, 1.0, 1.0, 1.0}, {1.0, 1.0, 1.0, 1.0, 1.0, 1.0, 1.0, nan}, {nan, HUGE_VAL}};
+    for (const auto& amplitudes : cases)
+        for (std::size_t other = 0; other <= amplitudes.size(); ++other) {
+            // Qudit 1 is 2 everywhere, except at `other` (past the end: nowhere).
+            Terms terms;
+            for (std::size_t i = 0; i < amplitudes.size(); ++i)
+                terms.push_back({{static_cast<int>(i % 3), i == other ? 0 : 2, static_cast<int>(i / 3)}, amplitudes[i]});
+            std::vector<double> weights, expected(3, 0.0);
+            for (const Term& t : terms) expected[t.values[1]] += squared_magnitude(t.amplitude);
+            ASSERT_TRUE(state_of({3, 3, 3}, terms)->value_weights(1, weights));
+            ASSERT_EQ(weights.size(), 3u);
+            for (std::size_t v = 0; v < 3; ++v) {
+                EXPECT_EQ(weights[v] > 0, expected[v] > 0) << other << " " << v;
+                EXPECT_EQ(std::isnan(weights[v]), std::isnan(expected[v])) << other << " " << v;
+            }
+            if (other < amplitudes.size()) {
+                EXPECT_EQ(std::memcmp(weights.data(), expected.data(), sizeof(double) * 3), 0) << "in order when not definite";
+            }
+        }
 }
 
 // Qubit forms widen when they join a qutrit form; products exactly zero, by a

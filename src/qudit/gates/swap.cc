@@ -60,112 +60,170 @@ bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, s
     return true;
 }
 
-/// The general path of i_swap on a packed form without expanding: the result
+/// Positions of a packed entry list in ascending order of their keys: the
+/// list itself when it already ascends, as the list a merge of 9 or more
+/// leaves does.
+template <class T>
+struct Ascending {
+    const std::vector<BasisEntry<T>>& entries;
+    std::uint64_t key(std::size_t j) const { return entries[j].dits.values; }
+    std::uint32_t index(std::size_t j) const { return static_cast<std::uint32_t>(j); }
+};
+/// ... or through (key, index) items sorted by key.
+template <class T>
+struct Sorted {
+    const std::vector<std::uint64_t>& items;
+    std::uint64_t key(std::size_t j) const { return items[j] >> KEY_SHIFT; }
+    std::uint32_t index(std::size_t j) const { return static_cast<std::uint32_t>(items[j]); }
+};
+
+/// First position, among n of strictly ascending keys, whose key is at least
+/// `key` (n if none), looked for outward from `guess`: one comparison when
+/// the guess is right, a few more the nearer it is.
+template <class View>
+std::size_t position_from(const View& view, std::size_t n, std::uint64_t key, std::size_t guess) {
+    std::size_t lo, hi;  // the answer lies in [lo, hi]
+    if (view.key(guess) == key) return guess;
+    std::size_t step = 1;
+    if (view.key(guess) < key) {
+        // Everything before lo is below the key.
+        lo = guess + 1;
+        while (lo + step <= n && view.key(lo + step - 1) < key) {
+            lo += step;
+            step *= 2;
+        }
+        hi = std::min(lo + step - 1, n);
+    } else {
+        // Everything from hi on is above the key.
+        hi = guess;
+        while (hi >= step && view.key(hi - step) > key) {
+            hi -= step;
+            step *= 2;
+        }
+        lo = hi >= step ? hi - step : 0;
+    }
+    while (lo < hi) {
+        const std::size_t mid = lo + (hi - lo) / 2;
+        if (view.key(mid) < key)
+            lo = mid + 1;
+        else
+            hi = mid;
+    }
+    return lo;
+}
+
+/// Merges `added`, ascending, into `list`, ascending, with no key in common:
+/// from the back, so that only the entries above the lowest added one move.
+template <class T>
+void merge_in(std::vector<BasisEntry<T>>& list, const std::vector<BasisEntry<T>>& added) {
+    std::size_t kept = list.size(), from = added.size();
+    list.resize(kept + from);
+    for (std::size_t to = list.size(); from > 0;) {
+        if (kept > 0 && list[kept - 1].dits.values > added[from - 1].dits.values)
+            list[--to] = list[--kept];
+        else
+            list[--to] = added[--from];
+    }
+}
+
+/// Appends an entry field by field: a record built whole on the stack and
+/// copied stalls on the store of its key.
+template <class T>
+void append(std::vector<BasisEntry<T>>& list, std::uint64_t values, std::uint64_t dimensions,
+            std::complex<double> amplitude) {
+    BasisEntry<T>& out = list.emplace_back();
+    out.dits.values = values;
+    out.dits.dimensions = dimensions;
+    out.amplitude = amplitude;
+}
+
+/// The general path of i_swap on a packed form without expanding: the list
 /// that appending every partner and merging gives, for lists of 9 or more.
-/// The partner of a selected entry (a,b) is (b,a), its key with two fields
-/// exchanged; on the keys of one pair of values (a,b) that exchange adds a
-/// constant, so it keeps their order. Walking the entries in ascending key
-/// order and splitting the selected ones by their pair of values gives the
-/// partners as at most D(D-1) ascending runs, which merge with the entries
-/// into the ascending, summed and pruned list. Predicates never name a
-/// target, so a partner is selected as its source is: an entry meets at most
-/// one partner, and a sum of two terms is the same in either order, so even
-/// the rounding is the merge's. Declines (false, nothing changed) unless
-/// every entry shares the first entry's dimensions word, whose target field
-/// the checked road could write, and no two entries share their key.
+/// A selected entry (a,b) and its partner (b,a) differ only in the two target
+/// fields, and predicates never name a target, so the partner of a selected
+/// entry is selected too and the gate acts on such pairs alone: each entry
+/// becomes stay times itself plus moved times its partner's old amplitude,
+/// the two terms summed in the order the merge sums them. Walking the entries
+/// in ascending key order, each finds its partner near where the last one of
+/// its pair of values (a,b) found its own, since the exchange adds one
+/// constant to the keys of a pair of values; partners that are not among the
+/// entries are new keys, sorted and merged in at the end. Declines (false,
+/// nothing changed) unless every entry shares the first entry's dimensions
+/// word, whose target field the checked road could write, and no two entries
+/// share their key.
+template <class T, class View>
+std::vector<BasisEntry<T>> i_swap_pairs(const std::vector<BasisEntry<T>>& entries, const View& view, unsigned shift1,
+                                        unsigned shift2, const Selection<T>& selection, std::complex<double> stay,
+                                        std::complex<double> moved) {
+    constexpr std::size_t CLASSES = std::size_t{1} << (2 * T::bits_per_dit);
+    const std::size_t n = entries.size();
+    // Per pair of values, the distance from an entry to its partner last found.
+    std::array<std::ptrdiff_t, CLASSES> offset{};
+    std::vector<std::uint64_t> extras, scratch;  // new partner keys with their source
+    std::vector<BasisEntry<T>> merged;
+    merged.reserve(n);
+    for (std::size_t v = 0; v < n; ++v) {
+        const std::uint64_t key = view.key(v);
+        const BasisEntry<T>& entry = entries[view.index(v)];
+        const std::uint64_t a = (key >> shift1) & T::mask, b = (key >> shift2) & T::mask;
+        std::complex<double> amplitude = entry.amplitude;
+        if (a != b && selection.passes(key)) {
+            const std::uint64_t differ = a ^ b;
+            const std::uint64_t partner = key ^ (differ << shift1 | differ << shift2);
+            const std::size_t pair = static_cast<std::size_t>(a << T::bits_per_dit | b);
+            const std::ptrdiff_t guess = std::clamp<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(v) + offset[pair], 0,
+                                                                    static_cast<std::ptrdiff_t>(n) - 1);
+            const std::size_t at = position_from(view, n, partner, static_cast<std::size_t>(guess));
+            offset[pair] = static_cast<std::ptrdiff_t>(at) - static_cast<std::ptrdiff_t>(v);
+            amplitude = stay * amplitude;
+            if (at < n && view.key(at) == partner)
+                amplitude = amplitude + moved * entries[view.index(at)].amplitude;
+            else
+                extras.push_back(partner << KEY_SHIFT | view.index(v));
+        }
+        if (!negligible(amplitude)) append(merged, key, entry.dits.dimensions, amplitude);
+    }
+    if (extras.empty()) return merged;
+
+    // Partners of no entry: moved times their source alone, in key order,
+    // merged in from the back so that only the entries above the lowest of
+    // them move.
+    radix_sort(extras, scratch, key_bits_of<T>());
+    const std::uint64_t dimensions = entries.front().dits.dimensions;
+    std::vector<BasisEntry<T>> added;
+    added.reserve(extras.size());
+    for (const std::uint64_t item : extras) {
+        const std::complex<double> amplitude = moved * entries[static_cast<std::uint32_t>(item)].amplitude;
+        if (!negligible(amplitude)) append(added, item >> KEY_SHIFT, dimensions, amplitude);
+    }
+    merge_in(merged, added);
+    return merged;
+}
+
 template <class T>
 bool i_swap_regrouped(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, std::int32_t qudit2,
                       const Predicates& predicates, std::complex<double> stay, std::complex<double> moved) {
-    constexpr unsigned KEY_BITS = key_bits_of<T>();
-    constexpr std::size_t CLASSES = std::size_t{1} << (2 * T::bits_per_dit);
     const unsigned shift1 = T::shift_of(static_cast<std::uint32_t>(qudit1));
     const unsigned shift2 = T::shift_of(static_cast<std::uint32_t>(qudit2));
     const std::size_t n = entries.size();
     const std::uint64_t dimensions = entries.front().dits.dimensions;
     if (((dimensions >> shift1) & T::mask) + 1 > T::max_dimension) return false;
-
-    // Keys with their positions, ascending: often they already are, as the
-    // list a merge of 9 or more leaves.
-    std::vector<std::uint64_t> items(n), scratch;
     bool ascending = true;
     for (std::size_t i = 0; i < n; ++i) {
         if (entries[i].dits.dimensions != dimensions) return false;
-        items[i] = entries[i].dits.values << KEY_SHIFT | i;
-        ascending = ascending && (i == 0 || items[i - 1] >> KEY_SHIFT < items[i] >> KEY_SHIFT);
+        ascending = ascending && (i == 0 || entries[i - 1].dits.values < entries[i].dits.values);
     }
-    if (!ascending) {
-        radix_sort(items, scratch, KEY_BITS);
-        for (std::size_t i = 1; i < n; ++i)
-            if (items[i - 1] >> KEY_SHIFT == items[i] >> KEY_SHIFT) return false;
-    }
-
-    // The selected entries whose values differ, as partner keys with their
-    // source position, split by (a,b) and ascending within each split.
     const Selection<T> selection(predicates);
-    const auto split_of = [&](std::uint64_t key) -> std::size_t {
-        const std::uint64_t a = (key >> shift1) & T::mask, b = (key >> shift2) & T::mask;
-        if (a == b || !selection.passes(key)) return CLASSES;
-        return static_cast<std::size_t>(a << T::bits_per_dit | b);
-    };
-    std::array<std::size_t, CLASSES + 1> start{};
-    for (const std::uint64_t item : items) ++start[split_of(item >> KEY_SHIFT)];
-    std::size_t moving = 0;
-    for (std::size_t k = 0; k < CLASSES; ++k) {
-        const std::size_t count = start[k];
-        start[k] = moving;
-        moving += count;
+    if (ascending) {
+        entries = i_swap_pairs(entries, Ascending<T>{entries}, shift1, shift2, selection, stay, moved);
+        return true;
     }
-    std::array<std::size_t, CLASSES> fill{};
-    std::copy_n(start.begin(), CLASSES, fill.begin());
-    scratch.resize(moving);
-    for (const std::uint64_t item : items) {
-        const std::uint64_t key = item >> KEY_SHIFT;
-        const std::size_t split = split_of(key);
-        if (split == CLASSES) continue;
-        const std::uint64_t differ = ((key >> shift1) ^ (key >> shift2)) & T::mask;
-        scratch[fill[split]++] = (key ^ (differ << shift1 | differ << shift2)) << KEY_SHIFT | (item & 0xffffffffu);
-    }
-
-    struct Run {
-        const std::uint64_t* at;
-        const std::uint64_t* end;
-    };
-    std::array<Run, CLASSES + 1> runs;
-    std::size_t live = 0;
-    runs[live++] = {items.data(), items.data() + n};  // the entries themselves come first
-    for (std::size_t k = 0; k < CLASSES; ++k)
-        if (start[k] != fill[k]) runs[live++] = {scratch.data() + start[k], scratch.data() + fill[k]};
-
-    std::vector<BasisEntry<T>> merged;
-    merged.reserve(n + moving);
-    while (live > 0) {
-        std::uint64_t key = runs[0].at != runs[0].end ? *runs[0].at >> KEY_SHIFT : ~std::uint64_t{0};
-        for (std::size_t r = 1; r < live; ++r) key = std::min(key, *runs[r].at >> KEY_SHIFT);
-        std::complex<double> amplitude;
-        bool found = false;
-        if (runs[0].at != runs[0].end && *runs[0].at >> KEY_SHIFT == key) {
-            const BasisEntry<T>& entry = entries[static_cast<std::uint32_t>(*runs[0].at++)];
-            amplitude = split_of(key) == CLASSES ? entry.amplitude : stay * entry.amplitude;
-            found = true;
-        }
-        for (std::size_t r = 1; r < live; ++r) {
-            if (*runs[r].at >> KEY_SHIFT != key) continue;
-            const std::complex<double> part = moved * entries[static_cast<std::uint32_t>(*runs[r].at++)].amplitude;
-            amplitude = found ? amplitude + part : part;
-            if (runs[r].at == runs[r].end) runs[r] = runs[--live];
-            break;  // partner keys are distinct: no other run holds this one
-        }
-        if (!negligible(amplitude)) {
-            // Field by field: a record built whole on the stack and copied
-            // stalls on the store of its key.
-            BasisEntry<T>& out = merged.emplace_back();
-            out.dits.values = key;
-            out.dits.dimensions = dimensions;
-            out.amplitude = amplitude;
-        }
-        if (runs[0].at == runs[0].end && live == 1) break;
-    }
-    entries = std::move(merged);
+    std::vector<std::uint64_t> items(n), scratch;
+    for (std::size_t i = 0; i < n; ++i) items[i] = entries[i].dits.values << KEY_SHIFT | i;
+    radix_sort(items, scratch, key_bits_of<T>());
+    for (std::size_t i = 1; i < n; ++i)
+        if (items[i - 1] >> KEY_SHIFT == items[i] >> KEY_SHIFT) return false;
+    entries = i_swap_pairs(entries, Sorted<T>{items}, shift1, shift2, selection, stay, moved);
     return true;
 }
 
