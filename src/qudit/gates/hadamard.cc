@@ -98,31 +98,38 @@ private:
     }
 
     // Target in the low bits: a group of one hi is a single base, and its d
-    // outputs follow each other.
+    // outputs follow each other. Its members are kept packed, value and
+    // amplitude, so that each output is a plain sum over them.
     template <class At>
     [[gnu::flatten]] bool run_lowest(std::size_t n, At at, std::vector<Entry>& out) const {
+        std::array<std::complex<double>, RUNS> amplitudes;
+        std::array<std::uint64_t, RUNS> values;
         for (std::size_t i = 0; i < n;) {
-            Members members{};
-            const Entry& head = at(i);
-            const std::uint64_t hi = head.dits.values >> BITS;
+            const std::size_t begin = i;
+            const T& head = at(i).dits;
+            const std::uint64_t hi = head.values >> BITS;
+            std::size_t count = 0;
             for (;;) {
                 const Entry& entry = at(i);
-                members[entry.dits.values & T::mask] = &entry;
+                values[count] = entry.dits.values & T::mask;
+                amplitudes[count++] = entry.amplitude;
                 if (++i == n) break;
                 const std::uint64_t next = at(i).dits.values;
                 if (!(entry.dits.values < next)) return false;
                 if (next >> BITS != hi) break;
             }
-            if (!entry_passes_predicates(head.dits, predicates)) {
+            if (!entry_passes_predicates(head, predicates)) {
                 // Passed over, an entry stays as it is at its own value.
-                for (const Entry* member : members)
-                    if (member != nullptr && !negligible(member->amplitude)) out.push_back(*member);
+                for (std::size_t m = 0; m < count; ++m)
+                    if (!negligible(amplitudes[m])) out.push_back(at(begin + m));
                 continue;
             }
-            check_members(members);
+            if (values[count - 1] >= columns) checked_value(at(i - 1).dits);
             for (std::uint64_t k = 0; k < d; ++k) {
-                const std::complex<double> sum = combine(members, factors + k * columns);
-                if (!negligible(sum)) out.push_back({T{hi << BITS | k, head.dits.dimensions}, sum});
+                const std::complex<double>* row = factors + k * columns;
+                std::complex<double> sum = amplitudes[0] * row[values[0]];
+                for (std::size_t m = 1; m < count; ++m) sum += amplitudes[m] * row[values[m]];
+                if (!negligible(sum)) out.push_back({T{hi << BITS | k, head.dimensions}, sum});
             }
         }
         return true;
