@@ -6,6 +6,8 @@
 #include <array>
 #include <cmath>
 #include <complex>
+#include <stdexcept>
+#include <vector>
 
 #include "qudit/gates/radix_sort.h"
 #include "qudit/state_impl.h"
@@ -31,6 +33,176 @@ constexpr SpreadRule HADAMARD{"hadamard", "Hadamard operation has overlapping ta
 constexpr SpreadRule INVERSE_HADAMARD{"inverse_hadamard",
                                       "inverse-Hadamard operation has overlapping targets and controls",
                                       "Inverse hadamard", "Hadamard", &fourier_factors<-1>};
+
+/// The last expansion of a spreading gate on a packed form, made already
+/// merged from a list read in ascending order of dits. Ascending, the dits
+/// above the target (hi) change slowest, then the target value j, then the
+/// dits below (lo); an output key is hi, k, lo. So each hi group is cut into
+/// its runs of equal j, the runs are matched by lo into bases (at most one
+/// entry per j), and each k walks the bases: every output is summed from its
+/// partners in rising j, as merging the expanded list would sum them, and
+/// comes out in order. The entries of a base are all selected or all not,
+/// since predicates never read a target.
+template <class T>
+struct Regroup {
+    using Entry = BasisEntry<T>;
+    static constexpr unsigned BITS = static_cast<unsigned>(T::bits_per_dit);
+    static constexpr std::size_t RUNS = T::mask + 1;  // every value a field holds
+    using Members = std::array<const Entry*, RUNS>;   // null where j is absent
+
+    std::uint32_t target;
+    std::uint64_t d;
+    std::uint64_t columns;
+    const std::complex<double>* factors;  // [k * columns + j]
+    const Predicates& predicates;
+    const char* context;
+
+    /// The target value of a selected entry, refused as the expansion would.
+    std::uint64_t checked_value(const T& dits) const {
+        const std::uint64_t value = dits.value_at(target);
+        if (value >= columns)
+            throw std::out_of_range(str_cat(context, ": dit value ", value, " out of range [0, ", columns, ")"));
+        return value;
+    }
+
+    /// Appends the merged expansion of at(0), ..., at(n - 1) to `out`. False,
+    /// with part of it appended, at the first entry whose dits are not above
+    /// those of the one before.
+    template <class At>
+    bool run(std::size_t n, At at, std::vector<Entry>& out) const {
+        return T::shift_of(target) == 0 ? run_lowest(n, at, out) : run_general(n, at, out);
+    }
+
+private:
+    /// Output k of a selected base; every value present is below `columns`.
+    static std::complex<double> combine(const Members& members, const std::complex<double>* row) {
+        std::size_t r = 0;
+        while (members[r] == nullptr) ++r;
+        std::complex<double> sum = members[r]->amplitude * row[r];
+        for (++r; r < RUNS; ++r)
+            if (members[r] != nullptr) sum += members[r]->amplitude * row[r];
+        return sum;
+    }
+
+    /// Refuses a selected base holding a value past the factor table; null
+    /// members are absent values.
+    void check_members(const Members& members) const {
+        for (std::size_t r = columns; r < RUNS; ++r)
+            if (members[r] != nullptr) checked_value(members[r]->dits);
+    }
+
+    static const Entry* first_of(const Members& members) {
+        std::size_t r = 0;
+        while (members[r] == nullptr) ++r;
+        return members[r];
+    }
+
+    // Target in the low bits: a group of one hi is a single base, and its d
+    // outputs follow each other. Its members are kept packed, value and
+    // amplitude, so that each output is a plain sum over them.
+    template <class At>
+    [[gnu::flatten]] bool run_lowest(std::size_t n, At at, std::vector<Entry>& out) const {
+        std::array<std::complex<double>, RUNS> amplitudes;
+        std::array<std::uint64_t, RUNS> values;
+        for (std::size_t i = 0; i < n;) {
+            const std::size_t begin = i;
+            const T& head = at(i).dits;
+            const std::uint64_t hi = head.values >> BITS;
+            std::size_t count = 0;
+            for (;;) {
+                const Entry& entry = at(i);
+                values[count] = entry.dits.values & T::mask;
+                amplitudes[count++] = entry.amplitude;
+                if (++i == n) break;
+                const std::uint64_t next = at(i).dits.values;
+                if (!(entry.dits.values < next)) return false;
+                if (next >> BITS != hi) break;
+            }
+            if (!entry_passes_predicates(head, predicates)) {
+                // Passed over, an entry stays as it is at its own value.
+                for (std::size_t m = 0; m < count; ++m)
+                    if (!negligible(amplitudes[m])) out.push_back(at(begin + m));
+                continue;
+            }
+            if (values[count - 1] >= columns) checked_value(at(i - 1).dits);
+            for (std::uint64_t k = 0; k < d; ++k) {
+                const std::complex<double>* row = factors + k * columns;
+                std::complex<double> sum = amplitudes[0] * row[values[0]];
+                for (std::size_t m = 1; m < count; ++m) sum += amplitudes[m] * row[values[m]];
+                if (!negligible(sum)) out.push_back({T{hi << BITS | k, head.dimensions}, sum});
+            }
+        }
+        return true;
+    }
+
+    template <class At>
+    [[gnu::flatten]] bool run_general(std::size_t n, At at, std::vector<Entry>& out) const {
+        struct Base {
+            std::uint64_t lo;
+            Members members;
+            bool selected;
+        };
+        const unsigned shift = T::shift_of(target);
+        const unsigned hi_shift = shift + BITS;
+        const std::uint64_t lo_mask = (std::uint64_t{1} << shift) - 1;
+        std::vector<Base> bases;
+        for (std::size_t i = 0; i < n;) {
+            // Run r of the group is [bounds[r], bounds[r + 1]).
+            const std::uint64_t hi = at(i).dits.values >> hi_shift;
+            std::array<std::size_t, RUNS + 1> bounds;
+            std::size_t run = 0;
+            bounds[0] = i;
+            for (;;) {
+                const std::uint64_t key = at(i).dits.values;
+                for (const std::uint64_t j = key >> shift & T::mask; run < j;) bounds[++run] = i;
+                if (++i == n) break;
+                const std::uint64_t next = at(i).dits.values;
+                if (!(key < next)) return false;
+                if (next >> hi_shift != hi) break;
+            }
+            const std::uint64_t top = run;  // the highest value present
+            while (run < RUNS) bounds[++run] = i;
+
+            std::size_t count = 0;
+            std::array<std::size_t, RUNS> next;
+            for (std::size_t r = 0; r < RUNS; ++r) next[r] = bounds[r];
+            for (;;) {
+                std::uint64_t lo = UINT64_MAX;
+                for (std::size_t r = 0; r < RUNS; ++r)
+                    if (next[r] < bounds[r + 1]) lo = std::min(lo, at(next[r]).dits.values & lo_mask);
+                if (lo == UINT64_MAX) break;
+                if (count == bases.size()) bases.emplace_back();
+                Base& base = bases[count++];
+                base.lo = lo;
+                for (std::size_t r = 0; r < RUNS; ++r)
+                    base.members[r] =
+                        next[r] < bounds[r + 1] && (at(next[r]).dits.values & lo_mask) == lo ? &at(next[r]++) : nullptr;
+                base.selected = entry_passes_predicates(first_of(base.members)->dits, predicates);
+                if (base.selected) check_members(base.members);
+            }
+
+            // Values at or past d occur only where a dit holds more than its
+            // dimension; passed over, such an entry keeps its place.
+            const std::uint64_t outputs = std::max<std::uint64_t>(d, top + 1);
+            for (std::uint64_t k = 0; k < outputs; ++k) {
+                const std::uint64_t key = hi << hi_shift | k << shift;
+                const std::complex<double>* row = factors + k * columns;
+                for (std::size_t b = 0; b < count; ++b) {
+                    const Base& base = bases[b];
+                    if (!base.selected) {
+                        const Entry* member = k < RUNS ? base.members[k] : nullptr;
+                        if (member != nullptr && !negligible(member->amplitude)) out.push_back(*member);
+                    } else if (k < d) {
+                        const std::complex<double> sum = combine(base.members, row);
+                        if (!negligible(sum))
+                            out.push_back({T{key | base.lo, first_of(base.members)->dits.dimensions}, sum});
+                    }
+                }
+            }
+        }
+        return true;
+    }
+};
 
 }  // namespace
 
@@ -117,160 +289,45 @@ std::vector<BasisEntry<T>> State<T>::spread_merged(const std::vector<Entry>& sou
     if constexpr (is_dynamic_v<T>) {
         throw std::logic_error("spread_merged needs a packed form");
     } else {
-        const auto at = static_cast<std::uint32_t>(target);
-        const unsigned shift = T::shift_of(at);
+        const Regroup<T> regroup{static_cast<std::uint32_t>(target), d, columns, factors, predicates, context};
         const std::size_t n = source.size();
-
-        // One pass: what the predicates select, the target values checked as
-        // the expansion would meet them, and whether the list is ascending.
-        std::vector<std::uint8_t> selected(n);
-        std::size_t expanded = 0;
-        bool ascending = true;
-        for (std::size_t i = 0; i < n; ++i) {
-            const T& dits = source[i].dits;
-            selected[i] = entry_passes_predicates(dits, predicates);
-            if (selected[i]) {
-                if (const std::uint64_t value = dits.value_at(at); value >= columns)
-                    throw std::out_of_range(
-                        str_cat(context, ": dit value ", value, " out of range [0, ", columns, ")"));
-                expanded += d;
-            } else {
-                ++expanded;
-            }
-            if (i > 0 && !(source[i - 1].dits.values < dits.values)) ascending = false;
-        }
+        // The expansion reaches 9 entries from 9 inputs on; below that, count.
+        std::size_t expanded = n;
+        if (n <= 8)
+            for (const Entry& entry : source)
+                if (entry_passes_predicates(entry.dits, predicates)) expanded += d - 1;
 
         std::vector<Entry> out;
-        if (expanded <= 8) {
-            // Short lists keep the order of first occurrence: expand, then merge.
-            for (std::size_t i = 0; i < n; ++i) {
-                const Entry& entry = source[i];
-                if (!selected[i]) {
-                    out.push_back(entry);
-                    continue;
-                }
-                const std::uint64_t value = entry.dits.value_at(at);
-                for (std::uint64_t k = 0; k < d; ++k)
-                    out.push_back({T{(entry.dits.values & ~(T::mask << shift)) | k << shift, entry.dits.dimensions},
-                                   entry.amplitude * factors[k * columns + value]});
-            }
-            merge_entries(out);
-            return out;
-        }
-
-        // Regrouping works on the list in ascending order of dits; what a
-        // spreading gate leaves is already so, anything else is sorted here,
-        // n entries rather than the d n of the expansion.
-        std::vector<Entry> sorted;
-        const std::vector<Entry>* list = &source;
-        if (!ascending) {
+        if (expanded > 8) {
+            // Selection is not known yet: room for everything selected.
+            out.reserve(d * n);
+            if (regroup.run(n, [&](std::size_t i) -> const Entry& { return source[i]; }, out)) return out;
+            // Not ascending: regroup through the order of n (key, position)
+            // pairs rather than moving records.
+            out.clear();
             std::vector<std::uint64_t> items(n), scratch;
             for (std::size_t i = 0; i < n; ++i) items[i] = source[i].dits.values << KEY_SHIFT | i;
             radix_sort(items, scratch, KEY_BITS);
-            sorted.resize(n);
-            std::vector<std::uint8_t> flags(n);
-            bool repeated = false;
-            for (std::size_t i = 0; i < n; ++i) {
-                const auto from = static_cast<std::uint32_t>(items[i]);
-                sorted[i] = source[from];
-                flags[i] = selected[from];
-                repeated = repeated || (i > 0 && sorted[i - 1].dits == sorted[i].dits);
-            }
-            if (repeated) {
-                // Only a list expanded over earlier targets repeats dits:
-                // expand it too and merge the whole.
-                out.reserve(expanded);
-                for (std::size_t i = 0; i < n; ++i) {
-                    if (!flags[i]) {
-                        out.push_back(sorted[i]);
-                        continue;
-                    }
-                    const T& dits = sorted[i].dits;
-                    for (std::uint64_t k = 0; k < d; ++k)
-                        out.push_back({T{(dits.values & ~(T::mask << shift)) | k << shift, dits.dimensions},
-                                       sorted[i].amplitude * factors[k * columns + dits.value_at(at)]});
-                }
-                merge_entries(out);
+            if (regroup.run(n, [&](std::size_t i) -> const Entry& { return source[static_cast<std::uint32_t>(items[i])]; },
+                            out))
                 return out;
-            }
-            selected = std::move(flags);
-            list = &sorted;
+            // Repeated dits, which only a list expanded over earlier targets
+            // has: expand it too and merge the whole.
+            out.clear();
         }
-        const Entry* entries = list->data();
-
-        // In ascending order the dits above the target (hi) change slowest,
-        // then the target value j, then the dits below (lo). An output key
-        // is hi, k, lo: so each hi group is cut into its runs of equal j,
-        // the runs are merged by lo into bases (one entry per j at most),
-        // and each k walks the bases. The entries of a base are all selected
-        // or all not, since predicates never read the target.
-        constexpr std::uint32_t NONE = UINT32_MAX;
-        constexpr std::size_t RUNS = T::max_dimension;
-        struct Base {
-            std::uint64_t lo;
-            std::array<std::uint32_t, RUNS> at;
-        };
-        const unsigned hi_shift = shift + static_cast<unsigned>(T::bits_per_dit);
-        const std::uint64_t lo_mask = (std::uint64_t{1} << shift) - 1;
-        std::vector<Base> bases;
-        out.reserve(expanded);
-        for (std::size_t begin = 0; begin < n;) {
-            const std::uint64_t hi = entries[begin].dits.values >> hi_shift;
-            std::array<std::size_t, RUNS + 1> bounds;
-            std::size_t i = begin;
-            for (std::size_t r = 0; r < RUNS; ++r) {
-                bounds[r] = i;
-                while (i < n && entries[i].dits.values >> hi_shift == hi && entries[i].dits.value_at(at) == r) ++i;
+        // Short lists keep the order of first occurrence: expand, then merge.
+        const unsigned shift = T::shift_of(regroup.target);
+        for (const Entry& entry : source) {
+            if (!entry_passes_predicates(entry.dits, predicates)) {
+                out.push_back(entry);
+                continue;
             }
-            bounds[RUNS] = i;
-            if (bases.size() < i - begin) bases.resize(i - begin);
-            begin = i;
-
-            std::size_t count = 0;
-            if (lo_mask == 0) {
-                // Nothing below the target: the group is one base.
-                Base& base = bases[count++];
-                base.lo = 0;
-                for (std::size_t r = 0; r < RUNS; ++r)
-                    base.at[r] = bounds[r] < bounds[r + 1] ? static_cast<std::uint32_t>(bounds[r]) : NONE;
-            } else {
-                std::array<std::size_t, RUNS> next;
-                for (std::size_t r = 0; r < RUNS; ++r) next[r] = bounds[r];
-                for (;;) {
-                    std::uint64_t lo = UINT64_MAX;
-                    for (std::size_t r = 0; r < RUNS; ++r)
-                        if (next[r] < bounds[r + 1]) lo = std::min(lo, entries[next[r]].dits.values & lo_mask);
-                    if (lo == UINT64_MAX) break;
-                    Base& base = bases[count++];
-                    base.lo = lo;
-                    for (std::size_t r = 0; r < RUNS; ++r)
-                        base.at[r] = next[r] < bounds[r + 1] && (entries[next[r]].dits.values & lo_mask) == lo
-                                         ? static_cast<std::uint32_t>(next[r]++)
-                                         : NONE;
-                }
-            }
-
-            for (std::uint64_t k = 0; k < d; ++k) {
-                const std::uint64_t key_k = hi << hi_shift | k << shift;
-                const std::complex<double>* row = factors + k * columns;
-                for (std::size_t b = 0; b < count; ++b) {
-                    const Base& base = bases[b];
-                    std::size_t r = 0;
-                    while (base.at[r] == NONE) ++r;
-                    const Entry& first = entries[base.at[r]];
-                    if (!selected[base.at[r]]) {
-                        // Passed over, an entry stays as it is at its own value.
-                        if (k < RUNS && base.at[k] != NONE && !negligible(entries[base.at[k]].amplitude))
-                            out.push_back(entries[base.at[k]]);
-                        continue;
-                    }
-                    Entry result{T{key_k | base.lo, first.dits.dimensions}, first.amplitude * row[r]};
-                    for (++r; r < RUNS; ++r)
-                        if (base.at[r] != NONE) result.amplitude += entries[base.at[r]].amplitude * row[r];
-                    if (!negligible(result.amplitude)) out.push_back(result);
-                }
-            }
+            const std::uint64_t value = regroup.checked_value(entry.dits);
+            for (std::uint64_t k = 0; k < d; ++k)
+                out.push_back({T{(entry.dits.values & ~(T::mask << shift)) | k << shift, entry.dits.dimensions},
+                               entry.amplitude * factors[k * columns + value]});
         }
+        merge_entries(out);
         return out;
     }
 }

@@ -60,8 +60,12 @@ const Gate gates[] = {
     {DENSE(swap(t, t2, c)), ENGINE(s.swap(t, t2, p)), HOST(swap_operation, q, q2, p, n), VORTAN_OP_SWAP, 2},
     {DENSE(i_swap(t, t2, f, c)), ENGINE(s.i_swap(t, t2, f, p)), HOST(i_swap_operation, q, q2, f, p, n), VORTAN_OP_I_SWAP, 0},
     {DENSE(phase(c, 4 * f)), ENGINE(s.phase_rotate(p, 4 * f)), HOST(phase_rotate_operation, p, n, 4 * f), VORTAN_OP_PHASE_ROTATE, 0},
+    // Two targets at once, the engine only: the second expansion meets repeated dits.
+    {[](ref::DenseState& s, int t, int t2, double, const Controls& c) {
+         s.apply(t, ref::fourier_matrix(s.dims()[t], -1), c), s.apply(t2, ref::fourier_matrix(s.dims()[t2], -1), c); },
+     ENGINE(s.hadamard({t, t2}, p)), HOST(hadamard_operation, q, p, n), VORTAN_OP_HADAMARD, 2},
 };
-constexpr int Y = 9, SWAP = 10, I_SWAP = 11, PHASE = 12;
+constexpr int Y = 9, SWAP = 10, I_SWAP = 11, PHASE = 12, PAIR = 13;
 
 /// The outcome weights of each qudit list, summed from the dense amplitudes:
 /// every record the engine gives is right, and none is missing.
@@ -131,7 +135,7 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
         std::vector<vortan_batch_op> ops;
         std::vector<std::vector<vortan_predicate*>> twin_preds;
         for (int step = 0; step < steps; ++step) {
-            const int t = pick(n), g = pick(13);
+            const int t = pick(n), g = pick(static_cast<int>(std::size(gates)));
             int other = -1;
             for (int k = 0, off = pick(5); k < n && other < 0; ++k)
                 if (const int q = (t + off + k) % n; q != t && dims[q] == dims[t]) other = q;
@@ -141,7 +145,9 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
             for (int i = pick(3); i > 0; --i)
                 if (const int q = pick(n), value = pick(dims[q] + 1), equal = pick(2); q != t && q != other)
                     controls.push_back({q, value, equal == 1});
-            if ((g == Y && dims[t] != 2) || ((g == SWAP || g == I_SWAP) && other < 0) || (host && g == PHASE && controls.empty())) continue;
+            if ((g == Y && dims[t] != 2) || ((g == SWAP || g == I_SWAP || g == PAIR) && other < 0) || (host && g == PHASE && controls.empty()) ||
+                (host && g == PAIR))
+                continue;
             std::vector<vortan_predicate*> hp, &tp = host ? twin_preds.emplace_back() : hp;
             for (const ref::Control& c : host ? controls : Controls{})
                 vortan_predicate_create(handles[c.qudit], c.value, c.is_equal, &hp.emplace_back()),

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <set>
 
 #include "qudit/gates/entry_kernels.h"
 #include "qudit/state_forms.h"
@@ -17,7 +18,7 @@
 namespace vortan::qudit {
 namespace {
 
-using testing::Form, testing::state_of, testing::Term, testing::Terms;
+using testing::Form, testing::message_of, testing::state_of, testing::Term, testing::Terms;
 
 template <class T>
 void expect_same(const std::vector<BasisEntry<T>>& got, const std::vector<BasisEntry<T>>& want, const std::string& where) {
@@ -191,6 +192,104 @@ TEST(Regroup, i_swap_matches_the_expanded_list_merged) {
     i_swap_matches_expansion<DitArray<2, 4>>(std::vector<std::uint64_t>(4, 2), 12);
     i_swap_matches_expansion<DitArray<3, 9>>(std::vector<std::uint64_t>(9, 3), 13);
     i_swap_matches_expansion<DitArray<3, 7>>({2, 3, 2, 3, 3, 2, 3}, 14);
+}
+
+// A Fourier gate as first written: each selected entry expanded in list order
+// with the factor of its value, then merged. Where the merge sorts, the list
+// is expanded in ascending order, so that partners meet in rising target
+// value as the regrouping adds them (the one freedom it has). Throws where a
+// selected value lies past the factor table.
+template <class T>
+std::vector<BasisEntry<T>> fourier_expansion(std::vector<BasisEntry<T>> list, std::int32_t t, int sign,
+                                             const Predicates& predicates) {
+    const std::uint64_t d = static_cast<Dit>(list.front().dits[t]).dimension, columns = std::max(d, T::max_dimension);
+    const unsigned shift = T::shift_of(static_cast<std::uint32_t>(t));
+    std::size_t expanded = 0;
+    for (const auto& e : list) expanded += entry_passes_predicates(e.dits, predicates) ? d : 1;
+    if (expanded > 8) std::stable_sort(list.begin(), list.end(), [](const auto& a, const auto& b) { return a.dits < b.dits; });
+    std::vector<BasisEntry<T>> out;
+    for (const auto& e : list) {
+        if (!entry_passes_predicates(e.dits, predicates)) {
+            out.push_back(e);
+            continue;
+        }
+        const std::uint64_t j = e.dits.value_at(static_cast<std::uint32_t>(t));
+        if (j >= columns) throw std::out_of_range("past the table");
+        for (std::uint64_t k = 0; k < d; ++k) {
+            const double angle = double(d - k) * (sign * TWO_PI) * double(j) / double(d), scale = 1.0 / std::sqrt(double(d));
+            BasisEntry<T> x = e;
+            x.dits.values = (e.dits.values & ~(T::mask << shift)) | k << shift;
+            x.amplitude = e.amplitude * std::complex<double>(std::cos(angle) * scale, std::sin(angle) * scale);
+            out.push_back(x);
+        }
+    }
+    State<T>::merge_entries(out);
+    return out;
+}
+
+// Hadamard and its inverse, twice over (the second time on what the first
+// left, with cancellations to prune), against the expansion bit for bit:
+// few entries and many, ascending or shuffled, dense or sparse, the target
+// lowest or not, controls of both senses. In the qutrit form some dits hold
+// a value at or past their dimension: passed over they keep their place,
+// selected they are expanded by the table or refused with the state intact.
+template <class T>
+void fourier_matches_expansion(const std::vector<std::uint64_t>& dims, std::uint64_t seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> part(-1.0, 1.0);
+    const auto n = static_cast<std::int32_t>(T::size());
+    std::uint64_t space = 1;
+    for (std::uint64_t d : dims) space *= d;
+    for (std::size_t count : {2, 5, 9, 300, 3000})
+        for (bool dense : {true, false})
+            for (int sign : {+1, -1}) {
+                const std::uint64_t drawn = std::min<std::uint64_t>(dense ? count + count / 4 : 50 * count, space);
+                std::map<std::uint64_t, std::complex<double>> chosen;
+                while (chosen.size() < std::min<std::uint64_t>(count, drawn)) chosen[rng() % drawn] = {part(rng), part(rng)};
+                std::vector<BasisEntry<T>> list;
+                std::set<std::uint64_t> seen;
+                for (const auto& [key, amplitude] : chosen) {
+                    BasisEntry<T> e{{}, amplitude};
+                    for (std::uint64_t code = key, i = 0; i < T::size(); code /= dims[i], ++i) e.dits[std::int32_t(i)] = Dit{code % dims[i], dims[i]};
+                    if (T::max_dimension == 3 && rng() % 40 == 0) {  // over its dimension, or past the table
+                        const auto q = static_cast<std::uint32_t>(rng() % T::size());
+                        const std::uint64_t value = rng() % 2 ? dims[q] : 3;
+                        e.dits.values = (e.dits.values & ~(T::mask << T::shift_of(q))) | value << T::shift_of(q);
+                    }
+                    if (seen.insert(e.dits.values).second) list.push_back(e);
+                }
+                if (rng() % 2) std::shuffle(list.begin(), list.end(), rng);
+                const auto t = static_cast<std::int32_t>(rng() % 2 ? 0 : rng() % n);
+                Predicates predicates;
+                if (const auto q = static_cast<std::int32_t>(rng() % n); q != t)
+                    predicates.push_back({q, static_cast<std::int32_t>(rng() % 4), rng() % 2 == 0});
+                State<T> state(list, true);
+                auto want = list;
+                for (int round = 0; round < 2; ++round) {
+                    const std::string where = std::to_string(want.size()) + " entries, target " + std::to_string(t) +
+                                              ", sign " + std::to_string(sign) + ", round " + std::to_string(round);
+                    const auto before = state.entries();
+                    const auto apply = [&] { sign > 0 ? state.hadamard({t}, predicates) : state.inverse_hadamard({t}, predicates); };
+                    try {
+                        want = fourier_expansion(want, t, sign, predicates);
+                    } catch (const std::out_of_range&) {
+                        EXPECT_NE(message_of<std::out_of_range>(apply).find("dit value 3 out of range [0, 3)"), std::string::npos) << where;
+                        expect_same(state.entries(), before, where + ", refused");
+                        break;
+                    }
+                    apply();
+                    expect_same(state.entries(), want, where);
+                    if (want.empty()) break;
+                }
+            }
+}
+
+TEST(Regroup, hadamard_matches_the_expanded_list_merged) {
+    fourier_matches_expansion<DitArray<2, 12>>(std::vector<std::uint64_t>(12, 2), 21);
+    fourier_matches_expansion<DitArray<2, 3>>(std::vector<std::uint64_t>(3, 2), 22);
+    fourier_matches_expansion<DitArray<3, 8>>(std::vector<std::uint64_t>(8, 3), 23);
+    fourier_matches_expansion<DitArray<3, 7>>({2, 3, 2, 3, 3, 2, 3}, 24);
+    fourier_matches_expansion<DitArray<3, 12>>({2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3}, 25);
 }
 
 }  // namespace
