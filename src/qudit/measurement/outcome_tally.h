@@ -10,6 +10,9 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "qudit/measurement/results.h"
@@ -122,11 +125,16 @@ OutcomeDistribution tally_outcomes(const std::vector<BasisEntry<T>>& entries, co
         }
     };
     if (tallies_directly(code, n)) {
-        std::vector<std::uint32_t> table(code.codes(), WordIndex::NONE);
+        // Slots hold a record's position plus one, so that fresh zeroed
+        // memory is an empty table and a large one costs no fill.
+        const std::unique_ptr<std::uint32_t, void (*)(void*)> owner(
+            static_cast<std::uint32_t*>(std::calloc(code.codes(), sizeof(std::uint32_t))), std::free);
+        if (!owner) throw std::bad_alloc();
+        std::uint32_t* const table = owner.get();
         const auto slot_of = [&](std::uint32_t key, std::uint32_t position) {
             std::uint32_t& slot = table[key];
-            if (slot != WordIndex::NONE) return slot;
-            slot = position;
+            if (slot != 0) return slot - 1;
+            slot = position + 1;
             return WordIndex::NONE;
         };
         const auto none = [](std::uint64_t) {};
