@@ -90,8 +90,9 @@ Survivors shown_by_record(const std::uint8_t* record_of, std::size_t n, std::uin
         // Byte j's flag, at bit 8j + 7, lands on bit 56 + j; no two products meet.
         const std::uint64_t bits = ((equal >> 7) * 0x0102040810204080ULL) >> 56;
         survivors.shown[c / 8] |= bits << (8 * (c % 8));
-        survivors.kept += static_cast<std::size_t>(std::popcount(bits));
     }
+    // Counted per word: the generic target has no population count instruction.
+    for (const std::uint64_t word : survivors.shown) survivors.kept += static_cast<std::size_t>(std::popcount(word));
     return survivors;
 }
 
