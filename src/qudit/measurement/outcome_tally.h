@@ -107,46 +107,60 @@ OutcomeDistribution tally_outcomes(const std::vector<BasisEntry<T>>& entries, co
     OutcomeDistribution result(width);
     const std::size_t n = entries.size();
     // `position_of(values, position)` is the record of an entry's values
-    // word, or NONE after it has recorded `position` for it.
-    const auto tally = [&](auto&& position_of, auto&& ahead) {
+    // word, or NONE after it has recorded `position` for it; `note(i, record)`
+    // is told each entry's record.
+    const auto walk = [&](auto&& position_of, auto&& ahead, auto&& note) {
         for (std::size_t i = 0; i < n; ++i) {
             const BasisEntry<T>& entry = entries[i];
             if (i + LOOKAHEAD < n) ahead(entries[i + LOOKAHEAD].dits.values);
             const double p = squared_magnitude(entry.amplitude);
             const auto position = static_cast<std::uint32_t>(result.size());
-            std::uint32_t found = position_of(entry.dits.values, position);
+            const std::uint32_t found = position_of(entry.dits.values, position);
             if (found != WordIndex::NONE) {
                 result.add(found, p);
+                note(i, found);
             } else {
                 code.write_outcome(entry.dits.values, result.append(p));
-                found = position;
+                note(i, position);
             }
-            if (record_of != nullptr) record_of[i] = static_cast<std::uint8_t>(found);
         }
     };
-    if (tallies_directly(code, n)) {
+    const auto tally = [&](auto&& position_of, auto&& ahead) {
+        if (record_of != nullptr)
+            walk(position_of, ahead, [&](std::size_t i, std::uint32_t record) {
+                record_of[i] = static_cast<std::uint8_t>(record);
+            });
+        else
+            walk(position_of, ahead, [](std::size_t, std::uint32_t) {});
+    };
+    if (!code.gathered()) {
+        // A small table: filled, and read without an offset.
+        std::vector<std::uint32_t> table(code.codes(), WordIndex::NONE);
+        tally(
+            [&](std::uint64_t values, std::uint32_t position) {
+                std::uint32_t& slot = table[code.shifted(values)];
+                if (slot != WordIndex::NONE) return slot;
+                slot = position;
+                return WordIndex::NONE;
+            },
+            [](std::uint64_t) {});
+    } else if (tallies_directly(code, n)) {
         // Slots hold a record's position plus one, so that fresh zeroed
         // memory is an empty table and a large one costs no fill.
         const std::unique_ptr<std::uint32_t, void (*)(void*)> owner(
             static_cast<std::uint32_t*>(std::calloc(code.codes(), sizeof(std::uint32_t))), std::free);
         if (!owner) throw std::bad_alloc();
         std::uint32_t* const table = owner.get();
-        const auto slot_of = [&](std::uint32_t key, std::uint32_t position) {
-            std::uint32_t& slot = table[key];
-            if (slot != 0) return slot - 1;
-            slot = position + 1;
-            return WordIndex::NONE;
-        };
-        const auto none = [](std::uint64_t) {};
-        if (code.gathered()) {
-            // At most one record per entry, and the table is large: ask early.
-            result.reserve(std::min<std::uint64_t>(n, code.codes()));
-            tally([&](std::uint64_t values, std::uint32_t position) { return slot_of(code.gather(values), position); },
-                  [&](std::uint64_t values) { __builtin_prefetch(&table[code.gather(values)]); });
-        } else {
-            tally([&](std::uint64_t values, std::uint32_t position) { return slot_of(code.shifted(values), position); },
-                  none);
-        }
+        // At most one record per entry, and the table is large: ask early.
+        result.reserve(std::min<std::uint64_t>(n, code.codes()));
+        tally(
+            [&](std::uint64_t values, std::uint32_t position) {
+                std::uint32_t& slot = table[code.gather(values)];
+                if (slot != 0) return slot - 1;
+                slot = position + 1;
+                return WordIndex::NONE;
+            },
+            [&](std::uint64_t values) { __builtin_prefetch(&table[code.gather(values)]); });
     } else {
         // As many outcomes as entries at most, and as the codes allow.
         const std::size_t most = std::min<std::uint64_t>(n, code.codes());
