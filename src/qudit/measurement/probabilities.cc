@@ -2,17 +2,13 @@
 // amplitudes become probabilities.
 
 #include <algorithm>
-#include <bit>
 #include <unordered_map>
 
-#include "qudit/measurement/word_index.h"
+#include "qudit/measurement/outcome_tally.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
 namespace {
-
-// How many entries ahead a lookup of the hashed path is prefetched.
-constexpr std::size_t LOOKAHEAD = 16;
 
 struct OutcomeKeyHash {
     std::size_t operator()(const std::vector<std::int32_t>& outcome) const {
@@ -38,61 +34,7 @@ OutcomeDistribution State<T>::probabilities(std::vector<std::int32_t> qudits) co
 
     OutcomeDistribution result(qudits.size());
     if constexpr (!is_dynamic_v<T>) {
-        // The outcome is a function of the listed fields of the values word
-        // alone, so that word masked is a key with the same equality as the
-        // outcome, repeated and long lists included. Records still come in
-        // order of first occurrence and sum in storage order.
-        std::uint64_t mask = 0;
-        std::vector<unsigned> shifts;
-        shifts.reserve(qudits.size());
-        for (const std::int32_t q : qudits) {
-            shifts.push_back(T::shift_of(static_cast<std::uint32_t>(q)));
-            mask |= T::mask << shifts.back();
-        }
-        // `position_of(key, position)` is the record of a masked word, or NONE
-        // after it has recorded `position` for it.
-        const auto tally = [&](auto&& position_of, auto&& ahead) {
-            const std::size_t n = entries_.size();
-            for (std::size_t i = 0; i < n; ++i) {
-                const Entry& entry = entries_[i];
-                if (i + LOOKAHEAD < n) ahead(entries_[i + LOOKAHEAD].dits.values & mask);
-                const double p = squared_magnitude(entry.amplitude);
-                const auto position = static_cast<std::uint32_t>(result.size());
-                const std::uint32_t found = position_of(entry.dits.values & mask, position);
-                if (found != WordIndex::NONE) {
-                    result.add(found, p);
-                    continue;
-                }
-                std::int32_t* outcome = result.append(p);
-                for (const unsigned shift : shifts)
-                    *outcome++ = static_cast<std::int32_t>((entry.dits.values >> shift) & T::mask);
-            }
-        };
-        // Few listed bits, or few enough for the entries: the masked word,
-        // moved down, indexes a table of positions directly.
-        const unsigned low = static_cast<unsigned>(std::countr_zero(mask));
-        const std::uint64_t span = (mask >> low) + 1;
-        if (span <= 65536 && span <= 4 * entries_.size() + 64) {
-            std::vector<std::uint32_t> table(span, WordIndex::NONE);
-            tally(
-                [&](std::uint64_t key, std::uint32_t position) {
-                    std::uint32_t& slot = table[key >> low];
-                    if (slot != WordIndex::NONE) return slot;
-                    slot = position;
-                    return WordIndex::NONE;
-                },
-                [](std::uint64_t) {});
-        } else {
-            // As many outcomes as entries at most, and as the listed bits allow.
-            const unsigned bits = static_cast<unsigned>(std::popcount(mask));
-            const std::size_t most = bits >= 32 ? entries_.size()
-                                                : std::min<std::size_t>(entries_.size(), std::size_t{1} << bits);
-            WordIndex index(most);
-            result.reserve(most);
-            // A table this large misses the cache on most lookups: ask early.
-            tally([&](std::uint64_t key, std::uint32_t position) { return index.find_or_insert(key, position); },
-                  [&](std::uint64_t key) { index.prefetch(key); });
-        }
+        result = tally_outcomes(entries_, OutcomeCode<T>(qudits), qudits.size());
     } else {
         std::unordered_map<std::vector<std::int32_t>, std::size_t, OutcomeKeyHash> index;
         index.max_load_factor(1.0f);

@@ -6,12 +6,35 @@
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "qudit/dit_array.h"
 
 namespace vortan::qudit {
+
+/// An allocator whose resize leaves new elements uninitialised: for storage
+/// that is written right after it is made.
+template <class U>
+struct UninitialisedAllocator : std::allocator<U> {
+    template <class V>
+    struct rebind {
+        using other = UninitialisedAllocator<V>;
+    };
+    UninitialisedAllocator() = default;
+    template <class V>
+    UninitialisedAllocator(const UninitialisedAllocator<V>&) noexcept {}
+    template <class V>
+    void construct(V* at) noexcept {
+        ::new (static_cast<void*>(at)) V;
+    }
+    template <class V, class... Args>
+    void construct(V* at, Args&&... args) {
+        ::new (static_cast<void*>(at)) V(std::forward<Args>(args)...);
+    }
+};
 
 /// The outcome distribution of a list of qudits. Record i has an outcome, one
 /// dit value per element of the list in the list's order, and a probability:
@@ -40,7 +63,7 @@ public:
         outcomes_.reserve(records * width_);
     }
     /// Appends a record of probability `p` and returns where its `width`
-    /// values are to be written.
+    /// values are to be written; they are not initialised.
     std::int32_t* append(double p) {
         probabilities_.push_back(p);
         outcomes_.resize(outcomes_.size() + width_);
@@ -51,7 +74,7 @@ public:
 
 private:
     std::size_t width_;
-    std::vector<std::int32_t> outcomes_;
+    std::vector<std::int32_t, UninitialisedAllocator<std::int32_t>> outcomes_;
     std::vector<double> probabilities_;
 };
 

@@ -32,8 +32,10 @@ TEST(Probabilities, list_records_by_first_occurrence_without_a_threshold) {
     EXPECT_TRUE(State<DynamicDitArray>(2, 0, {}).probabilities({}).empty());
 }
 
-// Too many outcomes for a direct table, against a plain walk that searches the
-// records found so far: the same records in the same order, sums to the last bit.
+// Hashed (too many outcomes for a direct table), gathered from far fields
+// into a dense code, and moved down from near ones, against a plain walk that
+// searches the records found so far: the same records in the same order, sums
+// to the last bit.
 TEST(Probabilities, many_outcomes_match_a_plain_walk) {
     std::mt19937_64 rng(5);
     std::normal_distribution<double> gauss;
@@ -46,7 +48,8 @@ TEST(Probabilities, many_outcomes_match_a_plain_walk) {
     }
     for (Form form : {Form::packed, Form::dynamic}) {
         const auto state = state_of(std::vector<int>(12, 3), terms, form);
-        for (const std::vector<std::int32_t>& list : {std::vector{11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 5}, std::vector{0, 11, 6}, std::vector<int>{}}) {
+        for (const std::vector<std::int32_t>& list : {std::vector{11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 5}, std::vector{0, 11, 6}, std::vector<int>{},
+                                                         std::vector{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, std::vector{2, 3}}) {
             std::vector<std::int32_t> qudits = list;
             for (std::int32_t q = 0; list.empty() && q < 12; ++q) qudits.push_back(q);  // none: all
             Records want;
