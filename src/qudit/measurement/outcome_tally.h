@@ -69,6 +69,8 @@ public:
     bool gathered() const { return gathered_; }
     /// The listed fields of `values`: a key with the equality of outcomes.
     std::uint64_t masked(std::uint64_t values) const { return values & mask_; }
+    std::uint64_t mask() const { return mask_; }
+    unsigned low() const { return low_; }
     std::uint32_t shifted(std::uint64_t values) const { return static_cast<std::uint32_t>((values & mask_) >> low_); }
     std::uint32_t gather(std::uint64_t values) const {
         std::uint32_t code = 0;
@@ -134,11 +136,14 @@ OutcomeDistribution tally_outcomes(const std::vector<BasisEntry<T>>& entries, co
             walk(position_of, ahead, [](std::size_t, std::uint32_t) {});
     };
     if (!code.gathered()) {
-        // A small table: filled, and read without an offset.
+        // A small table: filled, and read without an offset. The mask and
+        // shift are copied out, since a write to a slot could alias them.
         std::vector<std::uint32_t> table(code.codes(), WordIndex::NONE);
+        const std::uint64_t mask = code.mask();
+        const unsigned low = code.low();
         tally(
-            [&](std::uint64_t values, std::uint32_t position) {
-                std::uint32_t& slot = table[code.shifted(values)];
+            [&, mask, low](std::uint64_t values, std::uint32_t position) {
+                std::uint32_t& slot = table[(values & mask) >> low];
                 if (slot != WordIndex::NONE) return slot;
                 slot = position;
                 return WordIndex::NONE;
