@@ -144,10 +144,12 @@ private:
     void spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction,
                 std::vector<Entry>* previous = nullptr);
     /// The last expansion of spread on a packed form, regrouped as it is
-    /// made: the merged list of what expanding `source` over `target` gives.
-    static std::vector<Entry> spread_merged(const std::vector<Entry>& source, std::int32_t target, std::uint64_t d,
-                                            std::uint64_t columns, const std::complex<double>* factors,
-                                            const Predicates& predicates, const char* context);
+    /// made: true with `out` the merged list of what expanding `source` over
+    /// `target` gives; false, for short lists and repeated dits, which the
+    /// plain expansion and merge take.
+    static bool spread_merged(const std::vector<Entry>& source, std::int32_t target, std::uint64_t d,
+                              std::uint64_t columns, const std::complex<double>* factors, const Predicates& predicates,
+                              const char* context, std::vector<Entry>& out);
     /// hadamard, the replaced list moved to `previous` (left alone when the
     /// state is empty or the gate fails).
     void hadamard_keeping(const Targets& targets, const Predicates& predicates, std::vector<Entry>& previous);

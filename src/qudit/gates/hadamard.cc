@@ -249,9 +249,11 @@ void State<T>::spread(const Targets& targets, const Predicates& predicates, cons
 
         if constexpr (!is_dynamic_v<T>) {
             // No merging between targets: only the last expansion is regrouped
-            // as it is made.
-            if (t + 1 == targets.size()) {
-                working = spread_merged(*source, target, d, columns, factors.data(), predicates, rule.context);
+            // as it is made, where it can be.
+            std::vector<Entry> last;
+            if (t + 1 == targets.size() &&
+                spread_merged(*source, target, d, columns, factors.data(), predicates, rule.context, last)) {
+                working = std::move(last);
                 merged = true;
                 break;
             }
@@ -282,53 +284,35 @@ void State<T>::spread(const Targets& targets, const Predicates& predicates, cons
 }
 
 template <class T>
-std::vector<BasisEntry<T>> State<T>::spread_merged(const std::vector<Entry>& source, std::int32_t target,
-                                                    std::uint64_t d, std::uint64_t columns,
-                                                    const std::complex<double>* factors,
-                                                    const Predicates& predicates, const char* context) {
+bool State<T>::spread_merged(const std::vector<Entry>& source, std::int32_t target, std::uint64_t d,
+                             std::uint64_t columns, const std::complex<double>* factors, const Predicates& predicates,
+                             const char* context, std::vector<Entry>& out) {
     if constexpr (is_dynamic_v<T>) {
-        throw std::logic_error("spread_merged needs a packed form");
+        return false;
     } else {
         const Regroup<T> regroup{static_cast<std::uint32_t>(target), d, columns, factors, predicates, context};
         const std::size_t n = source.size();
         // The expansion reaches 9 entries from 9 inputs on; below that, count.
+        // Short lists keep the order of first occurrence.
         std::size_t expanded = n;
         if (n <= 8)
             for (const Entry& entry : source)
                 if (entry_passes_predicates(entry.dits, predicates)) expanded += d - 1;
+        if (expanded <= 8) return false;
 
-        std::vector<Entry> out;
-        if (expanded > 8) {
-            // Selection is not known yet: room for everything selected.
-            out.reserve(d * n);
-            if (regroup.run(n, [&](std::size_t i) -> const Entry& { return source[i]; }, out)) return out;
-            // Not ascending: regroup through the order of n (key, position)
-            // pairs rather than moving records.
-            out.clear();
-            std::vector<std::uint64_t> items(n), scratch;
-            for (std::size_t i = 0; i < n; ++i) items[i] = source[i].dits.values << KEY_SHIFT | i;
-            radix_sort(items, scratch, KEY_BITS);
-            if (regroup.run(n, [&](std::size_t i) -> const Entry& { return source[static_cast<std::uint32_t>(items[i])]; },
-                            out))
-                return out;
-            // Repeated dits, which only a list expanded over earlier targets
-            // has: expand it too and merge the whole.
-            out.clear();
-        }
-        // Short lists keep the order of first occurrence: expand, then merge.
-        const unsigned shift = T::shift_of(regroup.target);
-        for (const Entry& entry : source) {
-            if (!entry_passes_predicates(entry.dits, predicates)) {
-                out.push_back(entry);
-                continue;
-            }
-            const std::uint64_t value = regroup.checked_value(entry.dits);
-            for (std::uint64_t k = 0; k < d; ++k)
-                out.push_back({T{(entry.dits.values & ~(T::mask << shift)) | k << shift, entry.dits.dimensions},
-                               entry.amplitude * factors[k * columns + value]});
-        }
-        merge_entries(out);
-        return out;
+        // Selection is not known yet: room for everything selected.
+        out.reserve(d * n);
+        if (regroup.run(n, [&](std::size_t i) -> const Entry& { return source[i]; }, out)) return true;
+        // Not ascending: regroup through the order of n (key, position) pairs
+        // rather than moving records.
+        out.clear();
+        std::vector<std::uint64_t> items(n), scratch;
+        for (std::size_t i = 0; i < n; ++i) items[i] = source[i].dits.values << KEY_SHIFT | i;
+        radix_sort(items, scratch, KEY_BITS);
+        // False for repeated dits, which only a list expanded over earlier
+        // targets has.
+        return regroup.run(n, [&](std::size_t i) -> const Entry& { return source[static_cast<std::uint32_t>(items[i])]; },
+                           out);
     }
 }
 
@@ -350,9 +334,9 @@ void State<T>::hadamard_keeping(const Targets& targets, const Predicates& predic
 #define VORTAN_INSTANTIATE(T)                                                                            \
     template void State<T>::spread(const Targets&, const Predicates&, const SpreadRule&, double,         \
                                    std::vector<BasisEntry<T>>*);                                         \
-    template std::vector<BasisEntry<T>> State<T>::spread_merged(                                         \
-        const std::vector<BasisEntry<T>>&, std::int32_t, std::uint64_t, std::uint64_t,                   \
-        const std::complex<double>*, const Predicates&, const char*);                                    \
+    template bool State<T>::spread_merged(const std::vector<BasisEntry<T>>&, std::int32_t, std::uint64_t,    \
+                                          std::uint64_t, const std::complex<double>*, const Predicates&,  \
+                                          const char*, std::vector<BasisEntry<T>>&);                      \
     template void State<T>::hadamard(const Targets&, const Predicates&);                                 \
     template void State<T>::inverse_hadamard(const Targets&, const Predicates&);                         \
     template void State<T>::hadamard_keeping(const Targets&, const Predicates&, std::vector<BasisEntry<T>>&);
