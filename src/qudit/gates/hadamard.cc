@@ -306,9 +306,7 @@ bool State<T>::spread_merged(const std::vector<Entry>& source, std::int32_t targ
         // Not ascending: regroup through the order of n (key, position) pairs
         // rather than moving records.
         out.clear();
-        std::vector<std::uint64_t> items(n), scratch;
-        for (std::size_t i = 0; i < n; ++i) items[i] = source[i].dits.values << KEY_SHIFT | i;
-        radix_sort(items, scratch, KEY_BITS);
+        const std::vector<std::uint64_t> items = key_order(source, KEY_BITS);
         // False for repeated dits, which only a list expanded over earlier
         // targets has.
         return regroup.run(n, [&](std::size_t i) -> const Entry& { return source[static_cast<std::uint32_t>(items[i])]; },

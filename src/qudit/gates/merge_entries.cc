@@ -32,9 +32,7 @@ void State<T>::merge_entries(std::vector<Entry>& list) {
     if constexpr (!is_dynamic_v<T>) {
         // Ascending values word, as a sort would give; equal keys meet in
         // list order, which only moves the rounding of their sum.
-        std::vector<std::uint64_t> items(n), scratch;
-        for (std::size_t i = 0; i < n; ++i) items[i] = list[i].dits.values << KEY_SHIFT | i;
-        radix_sort(items, scratch, KEY_BITS);
+        const std::vector<std::uint64_t> items = key_order(list, KEY_BITS);
         std::vector<Entry> merged;
         merged.reserve(n);
         for (std::uint64_t item : items) append_merged(merged, list[static_cast<std::uint32_t>(item)]);

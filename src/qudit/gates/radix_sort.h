@@ -46,4 +46,14 @@ inline void radix_sort(std::vector<std::uint64_t>& items, std::vector<std::uint6
     }
 }
 
+/// (key, position) items of a packed entry list in ascending order of the
+/// values word, positions of equal keys in list order.
+template <class List>
+std::vector<std::uint64_t> key_order(const List& list, unsigned key_bits) {
+    std::vector<std::uint64_t> items(list.size()), scratch;
+    for (std::size_t i = 0; i < list.size(); ++i) items[i] = list[i].dits.values << KEY_SHIFT | i;
+    radix_sort(items, scratch, key_bits);
+    return items;
+}
+
 }  // namespace vortan::qudit

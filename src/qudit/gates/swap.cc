@@ -218,9 +218,7 @@ bool i_swap_regrouped(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, 
         entries = i_swap_pairs(entries, Ascending<T>{entries}, shift1, shift2, selection, stay, moved);
         return true;
     }
-    std::vector<std::uint64_t> items(n), scratch;
-    for (std::size_t i = 0; i < n; ++i) items[i] = entries[i].dits.values << KEY_SHIFT | i;
-    radix_sort(items, scratch, key_bits_of<T>());
+    const std::vector<std::uint64_t> items = key_order(entries, key_bits_of<T>());
     for (std::size_t i = 1; i < n; ++i)
         if (items[i - 1] >> KEY_SHIFT == items[i] >> KEY_SHIFT) return false;
     entries = i_swap_pairs(entries, Sorted<T>{items}, shift1, shift2, selection, stay, moved);
