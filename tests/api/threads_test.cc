@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <cmath>
-#include <cstring>
 #include <latch>
 #include <random>
 #include <thread>
@@ -28,63 +27,43 @@ void count_callback(const vortan_error_info* info, void* user_data) {
     last_reported = info;
 }
 
+using Gate = vortan_result (*)(vortan_quantum_property*, double, vortan_predicate* const*, size_t, vortan_error_info*);
+
 struct Worker {
     std::mt19937 random;
-    std::vector<vortan_quantum_property*> q;
+    vortan_quantum_property* q[4] = {};  // a qubit, a qutrit, two qubits
     vortan_error_info error{};
 
     std::size_t pick(std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(random); }
-    vortan_quantum_property* create(int32_t dimension) {
-        vortan_quantum_property* p = nullptr;
-        EXPECT_EQ(vortan_quantum_property_create(dimension, &p, &error), VORTAN_SUCCESS);
-        return p;
-    }
-    uint32_t dimension_of(vortan_quantum_property* p) {
-        uint32_t d = 0;
-        EXPECT_EQ(vortan_quantum_property_get_dimension(p, &d), VORTAN_SUCCESS);
-        return d;
-    }
 
     void run(std::latch& start) {
         start.arrive_and_wait();
         const char* version = vortan_get_version();  // all at once: composing it on call would race
-        for (int d : {2, 3, 2, 3, 2}) q.push_back(create(d));
+        for (int i = 0; i < 4; ++i) EXPECT_EQ(vortan_quantum_property_create(i == 1 ? 3 : 2, &q[i], &error), VORTAN_SUCCESS);
         for (int round = 0; round < ROUNDS; ++round) {
-            uint32_t v[3] = {};
-            EXPECT_TRUE(vortan_get_version() == version && vortan_get_version_info(&v[0], &v[1], &v[2]) == 0 &&
-                        v[0] * 10000 + v[1] * 100 + v[2] == 10400u && vortan_get_max_qudits() == 12u && vortan_initialize() == 0);
+            EXPECT_EQ(vortan_get_version(), version);
             EXPECT_STREQ(vortan_get_error_string(VORTAN_ERROR_BUFFER_TOO_SMALL), "Buffer too small");
             for (int step = 0; step < 6; ++step) random_gate();
             deliberate_failure();
             read_out();
             if (round % 4 == 3) measure_and_renew();
         }
-        for (vortan_quantum_property*& p : q) EXPECT_EQ(vortan_quantum_property_destroy(&p), VORTAN_SUCCESS);
+        for (vortan_quantum_property*& p : q) vortan_quantum_property_destroy(&p);
         EXPECT_EQ(callbacks_here, ROUNDS);
     }
 
     void random_gate() {
-        vortan_quantum_property *target = q[pick(q.size())], *other = q[pick(q.size())];
+        vortan_quantum_property *target = q[pick(4)], *other = q[pick(4)];
         vortan_predicate* control = nullptr;
-        const std::size_t controls = other != target && pick(2) == 0;
-        if (controls) {
-            ASSERT_EQ(vortan_predicate_create(other, int32_t(pick(dimension_of(other))), pick(3) != 0, &control), 0);
-        }
+        const std::size_t controls = other != target;
+        EXPECT_EQ(controls ? vortan_predicate_create(other, 0, pick(2) != 0, &control) : 0, 0);
         const double f = pick(3) == 0 ? 1.0 : std::uniform_real_distribution<double>(-2.0, 2.0)(random);
-        vortan_result r = VORTAN_SUCCESS;
-        switch (pick(8)) {
-            case 0: r = vortan_shift_operation(target, f, &control, controls, &error); break;
-            case 1: r = vortan_clock_operation(target, f, &control, controls, &error); break;
-            case 2: r = vortan_cycle_operation(target, f, &control, controls, &error); break;
-            case 3: r = vortan_hadamard_operation(target, &control, controls, &error); break;
-            case 4: r = vortan_fractional_hadamard_operation(target, f, &control, controls, &error); break;
-            case 5: r = vortan_inverse_hadamard_operation(target, &control, controls, &error); break;
-            case 6:
-                if (other != target && dimension_of(other) == dimension_of(target)) r = vortan_i_swap_operation(target, other, f, nullptr, 0, &error);
-                break;
-            default:
-                if (controls) r = vortan_phase_rotate_operation(&control, 1, f, &error);
-        }
+        const Gate gates[] = {vortan_shift_operation, vortan_clock_operation, vortan_cycle_operation, vortan_fractional_hadamard_operation};
+        const std::size_t kind = pick(6);
+        vortan_result r = kind < 4 ? gates[kind](target, f, &control, controls, &error)
+                        : kind == 4 ? vortan_hadamard_operation(target, &control, controls, &error)
+                        : controls ? vortan_phase_rotate_operation(&control, 1, f, &error)
+                                   : VORTAN_SUCCESS;
         EXPECT_EQ(r, VORTAN_SUCCESS) << error.message;
         vortan_predicate_destroy(&control);
     }
@@ -92,28 +71,15 @@ struct Worker {
     /// A failing call: its code, its function, and one callback on this
     /// thread with this thread's record.
     void deliberate_failure() {
-        vortan_predicate* self = nullptr;
-        ASSERT_EQ(vortan_predicate_create(q[1], 0, true, &self), VORTAN_SUCCESS);
-        int32_t outcome[1];
         const int before = callbacks_here;
-        const std::size_t kind = pick(4);
-        const vortan_result r[] = {
-            kind == 0 ? vortan_shift_operation(q[0], std::nan(""), nullptr, 0, &error) : 0,
-            kind == 1 ? vortan_swap_operation(q[0], q[1], nullptr, 0, &error) : 0,
-            kind == 2 ? vortan_hadamard_operation(q[1], &self, 1, &error) : 0,
-            kind == 3 ? vortan_measure_properties(q.data(), 2, outcome, 1, &error) : 0};
-        vortan_predicate_destroy(&self);
-        const std::pair<vortan_result, const char*> expected[] = {
-            {VORTAN_ERROR_INVALID_ARGUMENT, "vortan_shift_operation"}, {VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS, "vortan_swap_operation"},
-            {VORTAN_ERROR_TARGET_CONTROL_OVERLAP, "vortan_hadamard_operation"}, {VORTAN_ERROR_BUFFER_TOO_SMALL, "vortan_measure_properties"}};
-        EXPECT_TRUE(r[kind] == expected[kind].first && error.code == r[kind]) << error.message;
-        EXPECT_STREQ(error.function, expected[kind].second);
-        EXPECT_TRUE(callbacks_here == before + 1 && last_reported == &error);
+        EXPECT_EQ(vortan_swap_operation(q[0], q[1], nullptr, 0, &error), VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS);
+        EXPECT_STREQ(error.function, "vortan_swap_operation");
+        EXPECT_TRUE(error.code == VORTAN_ERROR_INCOMPATIBLE_DIMENSIONS && callbacks_here == before + 1 && last_reported == &error);
     }
 
     /// Probabilities sum to one and the density matrix has trace one.
     void read_out() {
-        vortan_quantum_property* pair[] = {q[pick(q.size())], q[pick(q.size())]};
+        vortan_quantum_property* pair[] = {q[pick(4)], q[pick(4)]};
         const std::size_t count = pair[0] == pair[1] ? 1 : 2;
         vortan_probability_entry entries[9] = {};
         vortan_density_element matrix[81];
@@ -129,25 +95,19 @@ struct Worker {
     /// Measures, forces what was seen, projects, runs a batch, and gives one
     /// property back for a fresh one.
     void measure_and_renew() {
-        vortan_quantum_property* pair[] = {q[2], q[3]};
-        int32_t seen[2] = {-1, -1}, forced[2] = {-1, -1};
-        ASSERT_EQ(vortan_measure_properties(pair, 2, seen, 2, &error), VORTAN_SUCCESS) << error.message;
-        ASSERT_EQ(vortan_forced_measure_properties(pair, 2, seen, 2, forced, 2, &error), VORTAN_SUCCESS) << error.message;
-        EXPECT_EQ(std::memcmp(seen, forced, sizeof seen), 0);
+        int32_t seen[2] = {-1, -1}, answer = -1;
+        ASSERT_EQ(vortan_measure_properties(&q[2], 2, seen, 2, &error), VORTAN_SUCCESS) << error.message;
+        ASSERT_EQ(vortan_forced_measure_properties(&q[2], 2, seen, 2, nullptr, 0, &error), VORTAN_SUCCESS) << error.message;
         vortan_predicate* control = nullptr;
-        ASSERT_EQ(vortan_predicate_create(q[4], 0, true, &control), VORTAN_SUCCESS);
-        int32_t answer = -1;
+        ASSERT_EQ(vortan_predicate_create(q[0], 0, true, &control), VORTAN_SUCCESS);
         EXPECT_EQ(vortan_stochastic_projection_modern(&control, 1, &answer, &error), VORTAN_SUCCESS);
-        EXPECT_TRUE(answer == 0 || answer == 1);
         vortan_predicate_destroy(&control);
-        const vortan_batch_op ops[] = {{VORTAN_OP_HADAMARD, 0, q[2], nullptr, NAN, 0, nullptr, 0}, {VORTAN_OP_Y, 0, q[4], nullptr, 0.5, 0, nullptr, 0}};
+        const vortan_batch_op ops[] = {{VORTAN_OP_HADAMARD, 0, q[2], nullptr, NAN, 0, nullptr, 0}, {VORTAN_OP_Y, 0, q[3], nullptr, 0.5, 0, nullptr, 0}};
         vortan_batch_result result{};
         EXPECT_EQ(vortan_execute_batch(ops, 2, &result, &error), VORTAN_SUCCESS) << result.error_message;
-        EXPECT_EQ(result.ops_executed, 2u);
-        const std::size_t leaving = 2 + pick(3);
-        const uint32_t d = dimension_of(q[leaving]);
+        const std::size_t leaving = 2 + pick(2);
         ASSERT_EQ(vortan_quantum_property_factorize_and_destroy(&q[leaving], &error), VORTAN_SUCCESS);
-        q[leaving] = create(int32_t(d));
+        EXPECT_EQ(vortan_quantum_property_create(2, &q[leaving], &error), VORTAN_SUCCESS);
     }
 };
 
