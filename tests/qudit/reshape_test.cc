@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <map>
 #include <random>
 
@@ -13,16 +12,11 @@
 namespace vortan::qudit {
 namespace {
 
-using testing::state_of;
-using testing::Term;
-using testing::Terms;
+using testing::state_of, testing::Term, testing::Terms;
 
-bool identical(const IState& a, const IState& b) {
-    const auto x = a.basis_entries(), y = b.basis_entries();
-    return a.dimension() == b.dimension() && a.num_qudits() == b.num_qudits() &&
-           std::ranges::equal(x, y, [](const auto& p, const auto& q) {
-               return p.dits.dits == q.dits.dits && !std::memcmp(&p.amplitude, &q.amplitude, sizeof p.amplitude);
-           });
+::testing::AssertionResult identical(const IState& a, const IState& b) {
+    if (a.dimension() != b.dimension() || a.num_qudits() != b.num_qudits()) return ::testing::AssertionFailure() << "other shape";
+    return testing::same_entries(a.basis_entries(), b.basis_entries());
 }
 
 // `count` draws of distinct values, amplitudes from `amplitude`, in a shuffled order.
