@@ -83,14 +83,16 @@ inline bool same_bits(Complex a, Complex b) {
     return same(a.real(), b.real()) && same(a.imag(), b.imag());
 }
 
-/// The same entries in the same order: every value and dimension, and the
-/// amplitudes bit for bit.
+/// The same entries in the same order: every value and dimension (the whole
+/// words of a packed form), and the amplitudes bit for bit.
 template <class Entry>
 ::testing::AssertionResult same_entries(const std::vector<Entry>& got, const std::vector<Entry>& want) {
     if (got.size() != want.size()) return ::testing::AssertionFailure() << got.size() << " entries, not " << want.size();
     for (std::size_t i = 0; i < got.size(); ++i) {
         bool dits = false;
-        if constexpr (requires { got[i].dits.values; })
+        if constexpr (requires { got[i].values; })
+            dits = got[i].values == want[i].values && got[i].dimensions == want[i].dimensions;
+        else if constexpr (requires { got[i].dits.values; })
             dits = got[i].dits.values == want[i].dits.values && got[i].dits.dimensions == want[i].dits.dimensions;
         else
             dits = got[i].dits.dits == want[i].dits.dits;
