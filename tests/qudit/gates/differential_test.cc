@@ -157,6 +157,7 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
             for (const ref::Control& c : host ? controls : Controls{})
                 vortan_predicate_create(handles[c.qudit], c.value, c.is_equal, &hp.emplace_back()),
                     vortan_predicate_create(twins[c.qudit], c.value, c.is_equal, &tp.emplace_back());
+            const auto before = host ? std::vector<qudit::DynamicBasisEntry>{} : state->basis_entries();
             const vortan_result status = host ? gates[g].host(handles[t], handles[std::max(other, 0)], f, hp.data(), hp.size())
                                               : (gates[g].engine(*state, t, other, f, controls), VORTAN_SUCCESS);
             const bool whole = gates[g].whole == 2 || (gates[g].whole == 1 && f == 1.0);
@@ -192,7 +193,9 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
             if (host) continue;
             expect_probabilities(*state, dense, {{pick(n)}, {t, pick(n)}}, "step " + std::to_string(step));
             // A spread, or an i-swap that is not a relabelling, merges its list:
-            // from 9 entries on in ascending packed keys (qudit 0 lowest).
+            // from 9 entries on in ascending packed keys (qudit 0 lowest). One
+            // spread of at most 8 keeps the order in which its expansion first
+            // meets each key.
             const bool merges = g == 1 || g == 3 || (g >= 6 && g <= 9) || g == PAIR || (g == I_SWAP && std::abs(std::cos(f * 1.5707963267948966)) >= 1e-12);
             const auto entries = state->basis_entries();
             for (std::size_t i = 1; merges && entries.size() >= 9 && i < entries.size(); ++i)
@@ -200,6 +203,22 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
                                                          entries[i].dits.dits.rbegin(), entries[i].dits.dits.rend(),
                                                          [](auto& a, auto& b) { return a.value < b.value; }))
                     << "seed " << seed << " step " << step << " gate " << g << " entry " << i;
+            std::size_t expanded = 0;
+            std::vector<std::vector<int>> met, got;
+            for (std::size_t i = 0; g >= 6 && g <= 8 && before.size() <= 8 && i < before.size(); ++i) {
+                std::vector<int> key = key_of(before[i]);
+                const int outputs = dense.holds(key, controls) ? dims[t] : 1;
+                expanded += outputs;
+                for (int k = 0; k < outputs; ++k) {
+                    if (outputs > 1) key[t] = k;
+                    if (std::find(met.begin(), met.end(), key) == met.end()) met.push_back(key);
+                }
+            }
+            if (expanded > 0 && expanded <= 8) {
+                for (const auto& e : entries) got.push_back(key_of(e));
+                std::erase_if(met, [&](const auto& key) { return std::find(got.begin(), got.end(), key) == got.end(); });
+                EXPECT_EQ(got, met) << "seed " << seed << " step " << step << " gate " << g;
+            }
         }
         if (!host) {
             const int q = pick(n), value = expect_forced_measurement(*state, dense, q, "seed " + std::to_string(seed));
