@@ -1,10 +1,9 @@
-// Seeded random controlled circuits run through the sparse engine, or through
-// the exported functions (merging groups as gates name them), and through the
-// dense reference: every amplitude is compared after every gate; on the engine
-// also the order of merged lists, the outcome weights of a qudit and of a
-// pair, and at the end a forced measurement and the removal of the measured
-// qudit. The exported circuit is also run as one batch on twin properties,
-// which must end with the same entries bit for bit.
+// Seeded random controlled circuits through the sparse engine, or through the
+// exported functions (merging groups as gates name them), and the dense
+// reference: every amplitude after every gate; on the engine also the order
+// of merged lists, outcome weights, and at the end a forced measurement and
+// the removal of the measured qudit. The exported circuit also runs as one
+// batch on twin properties, which must end with the same entries bit for bit.
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,7 @@
 // The packed kernels of the in-place gates and of the outcome tests against
-// the checked per-entry road, on seeded random states that include odd ones:
-// dits of another dimension in some entries, values not below their dit's
-// dimension, dits of dimension 1, and dimension fields past D. Each call must
-// leave the same entries bit for bit, in the same order, and throw the same
-// text, including where a refusal comes after some entries were changed.
+// the checked per-entry road, on seeded random states that include odd ones.
+// Each call must leave the same entries bit for bit, in the same order, and
+// throw the same text, also where a refusal comes after some entries changed.
 
 #include <array>
 #include <limits>
@@ -24,12 +22,10 @@ std::string thrown(const std::function<void()>& f) {
     return {};
 }
 
-/// Random entries over the packed form T. Most states give every entry the
-/// same dimensions (qubits and, under D = 3, qutrits); odd ones change some
-/// entries' dits, write values at or past a dit's dimension, leave trailing
-/// dits unwritten (dimension 1), write a dimension 0 whose unmasked bits
-/// raise the fields above it past D, or give a part of an amplitude a value
-/// on which products need care: infinities, NaN, signed zeros, extremes.
+/// Random entries over the packed form T, all of the same dimensions, or odd:
+/// some entries with other dimensions, values past a dit's dimension, trailing
+/// dits unwritten (dimension 1), a dimension 0 whose unmasked bits raise the
+/// fields above past D, or amplitude parts that products must treat with care.
 constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double SPECIAL_PARTS[] = {INF, -INF, std::numeric_limits<double>::quiet_NaN(), -0.0, 0.0,
                                     std::numeric_limits<double>::max(), -std::numeric_limits<double>::denorm_min()};

@@ -56,9 +56,8 @@ TEST(Regroup, merge_matches_the_plain_merge_on_every_key_width) {
     merge_matches_plain_merge<DitArray<3, 12>>(6);
 }
 
-// About `count` distinct entries over `dims`, dense (most partners exist) or
-// sparse, ascending or shuffled. With `odd`, now and then a qutrit form's dit
-// holds a value at or past its dimension.
+// About `count` distinct entries, dense (most partners exist) or sparse,
+// ascending or shuffled; with `odd`, some qutrit-form dit past its dimension.
 template <class T>
 std::vector<BasisEntry<T>> random_entries(const std::vector<std::uint64_t>& dims, std::size_t count, bool dense, bool odd,
                                           std::mt19937_64& rng) {
@@ -116,13 +115,11 @@ std::vector<BasisEntry<T>> fourier_expansion(std::vector<BasisEntry<T>> list, st
     return out;
 }
 
-// The packed i_swap against i_swap as it first was (scale each selected entry
-// whose two values differ, append its exchanged partner, merge), partners
-// kept or pruned; and Hadamard and its inverse twice over (the second time on
-// what the first left, with cancellations to prune) against the expansion,
-// the target lowest or not. Controls of both senses. An odd value passed over
-// keeps its place; selected, it is expanded by the table or refused with the
-// state intact.
+// i_swap against i_swap as it first was (scale each selected entry whose
+// values differ, append its exchanged partner, merge); Hadamard and its
+// inverse twice over (the second time with cancellations to prune) against
+// the expansion, the target lowest or not. An odd value passed over keeps its
+// place; selected, it is expanded by the table or refused, the state intact.
 template <class T>
 void spreads_match_the_expanded_list_merged(const std::vector<std::uint64_t>& dims, std::uint64_t seed) {
     std::mt19937_64 rng(seed);
