@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <random>
 #include <typeinfo>

@@ -1,6 +1,7 @@
 // Gate behaviour the differential tests cannot see: refusals before any
 // change, the size limits with their texts, rollback, and the pruning rule.
 
+#include <cmath>
 #include <functional>
 
 #include "qudit/state_forms.h"

@@ -3,7 +3,9 @@
 // Each call must leave the same entries bit for bit, in the same order, and
 // throw the same text, also where a refusal comes after some entries changed.
 
+#include <algorithm>
 #include <array>
+#include <functional>
 #include <limits>
 #include <random>
 #include <typeinfo>
