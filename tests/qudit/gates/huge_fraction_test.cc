@@ -38,27 +38,23 @@ void expect_bits(const Terms& got, Terms want, const std::string& where) {
 // (d - r) * 2pi * c / d, H^2 and H^3 as plain products, and the four
 // coefficients from the eigenphases in the order 0, -pi/2, pi, +pi/2.
 Complex hadamard_power_as_written(int d, double f, int k, int j) {
-    using Matrix = std::vector<Complex>;
-    Matrix one(d * d), h(d * d);
-    for (int r = 0; r < d; ++r)
-        for (int c = 0; c < d; ++c) {
-            const double a = double(d - r) * 6.283185307179586 * double(c) / double(d), x = 1.0 / std::sqrt(double(d));
-            h[r * d + c] = {std::cos(a) * x, std::sin(a) * x}, one[r * d + c] = r == c;
-        }
-    const auto times = [d](const Matrix& a, const Matrix& b) {
-        Matrix out(d * d);
-        for (int r = 0; r < d; ++r)
-            for (int c = 0; c < d; ++c)
-                for (int i = 0; i < d; ++i) out[r * d + c] += a[r * d + i] * b[i * d + c];
-        return out;
+    const auto h = [d](int r, int c) {
+        const double a = double(d - r) * 6.283185307179586 * double(c) / double(d), x = 1.0 / std::sqrt(double(d));
+        return Complex(std::cos(a) * x, std::sin(a) * x);
     };
-    const Matrix powers[] = {one, h, times(h, h), times(times(h, h), h)};
+    const auto times_h = [d, h](auto left, int r, int c) {
+        Complex sum = 0.0;
+        for (int i = 0; i < d; ++i) sum += left(r, i) * h(i, c);
+        return sum;
+    };
+    const auto h2 = [&](int r, int c) { return times_h(h, r, c); };
+    const Complex powers[] = {Complex(k == j), h(k, j), h2(k, j), times_h(h2, k, j)};
     Complex m = 0.0;
     for (int n = 0; n < 4; ++n) {
         const double y = f - n, t1 = y * -1.5707963267948966;
         Complex c = 0.0;
         for (const Complex term : {turn(y * 0.0), turn(t1), turn(y * 3.141592653589793), Complex(std::cos(t1), std::sin(-t1))}) c += term;
-        m += c * 0.25 * powers[n][k * d + j];
+        m += c * 0.25 * powers[n];
     }
     return m;
 }
