@@ -1,11 +1,13 @@
 #pragma once
 // Test states written as plain values, built in the packed form the factory
 // picks or as the dynamic form constructed directly, so one body covers both;
-// their entries read back; and the text of what a call throws.
+// their entries read back and compared; and the text of what a call throws.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <string>
 
 #include "qudit/state_impl.h"
@@ -71,6 +73,33 @@ inline void expect_near(const Terms& actual, const Terms& expected, double toler
     for (std::size_t k = 0; k < expected.size(); ++k)
         EXPECT_TRUE(actual[k].values == expected[k].values && std::abs(actual[k].amplitude - expected[k].amplitude) <= tolerance)
             << "entry " << k << " is " << ::testing::PrintToString(actual[k]);
+}
+
+/// Equal bits, or NaN in both: which NaN operand a sum or product passes on,
+/// and so the result's sign and payload, is the compiler's choice of operand
+/// order, and differs between builds.
+inline bool same_bits(Complex a, Complex b) {
+    const auto same = [](double x, double y) { return (std::isnan(x) && std::isnan(y)) || std::memcmp(&x, &y, sizeof x) == 0; };
+    return same(a.real(), b.real()) && same(a.imag(), b.imag());
+}
+
+/// The same entries in the same order: every value and dimension (the whole
+/// words of a packed form), and the amplitudes bit for bit.
+template <class Entry>
+::testing::AssertionResult same_entries(const std::vector<Entry>& got, const std::vector<Entry>& want) {
+    if (got.size() != want.size()) return ::testing::AssertionFailure() << got.size() << " entries, not " << want.size();
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        bool dits = false;
+        if constexpr (requires { got[i].values; })
+            dits = got[i].values == want[i].values && got[i].dimensions == want[i].dimensions;
+        else if constexpr (requires { got[i].dits.values; })
+            dits = got[i].dits.values == want[i].dits.values && got[i].dits.dimensions == want[i].dits.dimensions;
+        else
+            dits = got[i].dits.dits == want[i].dits.dits;
+        if (!dits || !same_bits(got[i].amplitude, want[i].amplitude))
+            return ::testing::AssertionFailure() << "entry " << i << " differs: " << got[i].amplitude << " vs " << want[i].amplitude;
+    }
+    return ::testing::AssertionSuccess();
 }
 
 inline std::string form_name(const ::testing::TestParamInfo<Form>& i) { return i.param == Form::packed ? "packed" : "dynamic"; }

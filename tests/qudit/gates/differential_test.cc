@@ -1,12 +1,14 @@
-// Seeded random controlled circuits run through the sparse engine, or through
-// the exported functions, and through the dense reference: every amplitude is
-// compared after every gate; on the engine also the outcome weights of a
-// qudit and of a pair, and at the end a forced measurement. The exported
-// circuit is also run as one batch on twin properties, which must end with
-// the same entries bit for bit.
+// Seeded random controlled circuits through the sparse engine, or through the
+// exported functions (merging groups as gates name them), and the dense
+// reference: every amplitude after every gate; on the engine also the order
+// of merged lists, outcome weights, and at the end a forced measurement and
+// the removal of the measured qudit. The exported circuit also runs as one
+// batch on twin properties, which must end with the same entries bit for bit.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <map>
 #include <random>
@@ -91,27 +93,30 @@ void expect_probabilities(const IState& state, const ref::DenseState& dense,
     }
 }
 
-/// Forces qudit q onto the value of the heaviest dense entry, in both; the
-/// engine renormalises at float precision.
-void expect_forced_measurement(IState& state, ref::DenseState& dense, int q, const std::string& where) {
+std::vector<int> key_of(const qudit::DynamicBasisEntry& e) {
+    std::vector<int> key;
+    for (const qudit::Dit& dit : e.dits.dits) key.push_back(static_cast<int>(dit.value));
+    return key;
+}
+
+/// Forces qudit q onto the value of the heaviest dense entry, in both, and
+/// returns it; the engine renormalises at float precision.
+int expect_forced_measurement(IState& state, ref::DenseState& dense, int q, const std::string& where) {
     std::size_t heaviest = 0;
     for (std::size_t i = 0; i < dense.size(); ++i)
         if (std::norm(dense.at(i)) > std::norm(dense.at(heaviest))) heaviest = i;
     const int value = dense.digits(heaviest)[static_cast<std::size_t>(q)];
-    ASSERT_EQ(state.forced_measure({q}, {value}), std::vector<std::int32_t>{value}) << where;
+    EXPECT_EQ(state.forced_measure({q}, {value}), std::vector<std::int32_t>{value}) << where;
     double kept = 0.0;
     for (std::size_t i = 0; i < dense.size(); ++i)
         if (dense.digits(i)[static_cast<std::size_t>(q)] != value) dense.at(i) = 0.0;
         else kept += std::norm(dense.at(i));
     for (std::size_t i = 0; i < dense.size(); ++i) dense.at(i) /= std::sqrt(kept);
     std::map<std::vector<int>, std::complex<double>> got;
-    for (const qudit::DynamicBasisEntry& e : state.basis_entries()) {
-        std::vector<int> key;
-        for (const qudit::Dit& dit : e.dits.dits) key.push_back(static_cast<int>(dit.value));
-        got[key] = e.amplitude;
-    }
+    for (const qudit::DynamicBasisEntry& e : state.basis_entries()) got[key_of(e)] = e.amplitude;
     for (std::size_t i = 0; i < dense.size(); ++i)
         EXPECT_LT(std::abs(got[dense.digits(i)] - dense.at(i)), 1e-6) << where << " index " << i;
+    return value;
 }
 
 // Mixed qubits and qutrits from |0...0> (or only the dimension `only`),
@@ -152,6 +157,7 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
             for (const ref::Control& c : host ? controls : Controls{})
                 vortan_predicate_create(handles[c.qudit], c.value, c.is_equal, &hp.emplace_back()),
                     vortan_predicate_create(twins[c.qudit], c.value, c.is_equal, &tp.emplace_back());
+            const auto before = host ? std::vector<qudit::DynamicBasisEntry>{} : state->basis_entries();
             const vortan_result status = host ? gates[g].host(handles[t], handles[std::max(other, 0)], f, hp.data(), hp.size())
                                               : (gates[g].engine(*state, t, other, f, controls), VORTAN_SUCCESS);
             const bool whole = gates[g].whole == 2 || (gates[g].whole == 1 && f == 1.0);
@@ -172,11 +178,8 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
                 views[s].first[host ? p->qudit_index : q] = q;
             }
             for (auto& [s, view] : views)
-                for (const qudit::DynamicBasisEntry& e : s->basis_entries()) {
-                    std::vector<int> key;
-                    for (const qudit::Dit& dit : e.dits.dits) key.push_back(static_cast<int>(dit.value));
-                    EXPECT_TRUE(view.second.emplace(key, e.amplitude).second) << "basis state stored twice";
-                }
+                for (const qudit::DynamicBasisEntry& e : s->basis_entries())
+                    EXPECT_TRUE(view.second.emplace(key_of(e), e.amplitude).second) << "basis state stored twice";
             for (std::size_t i = 0; i < dense.size(); ++i) {
                 const std::vector<int> digits = dense.digits(i);
                 std::complex<double> got = 1.0;
@@ -187,9 +190,49 @@ void run_circuits(bool host, unsigned seeds, int max_qudits, int steps, int min_
                 }
                 ASSERT_LT(std::abs(got - dense.at(i)), 1e-8) << "seed " << seed << " step " << step << " gate " << g << " index " << i;
             }
-            if (!host) expect_probabilities(*state, dense, {{pick(n)}, {t, pick(n)}}, "step " + std::to_string(step));
+            if (host) continue;
+            expect_probabilities(*state, dense, {{pick(n)}, {t, pick(n)}}, "step " + std::to_string(step));
+            // A spread, or an i-swap that is not a relabelling, merges its list:
+            // from 9 entries on in ascending packed keys (qudit 0 lowest). One
+            // spread of at most 8 keeps the order in which its expansion first
+            // meets each key.
+            const bool merges = g == 1 || g == 3 || (g >= 6 && g <= 9) || g == PAIR || (g == I_SWAP && std::abs(std::cos(f * 1.5707963267948966)) >= 1e-12);
+            const auto entries = state->basis_entries();
+            for (std::size_t i = 1; merges && entries.size() >= 9 && i < entries.size(); ++i)
+                ASSERT_TRUE(std::lexicographical_compare(entries[i - 1].dits.dits.rbegin(), entries[i - 1].dits.dits.rend(),
+                                                         entries[i].dits.dits.rbegin(), entries[i].dits.dits.rend(),
+                                                         [](auto& a, auto& b) { return a.value < b.value; }))
+                    << "seed " << seed << " step " << step << " gate " << g << " entry " << i;
+            std::size_t expanded = 0;
+            std::vector<std::vector<int>> met, got;
+            for (std::size_t i = 0; g >= 6 && g <= 8 && before.size() <= 8 && i < before.size(); ++i) {
+                std::vector<int> key = key_of(before[i]);
+                const int outputs = dense.holds(key, controls) ? dims[t] : 1;
+                expanded += outputs;
+                for (int k = 0; k < outputs; ++k) {
+                    if (outputs > 1) key[t] = k;
+                    if (std::find(met.begin(), met.end(), key) == met.end()) met.push_back(key);
+                }
+            }
+            if (expanded > 0 && expanded <= 8) {
+                for (const auto& e : entries) got.push_back(key_of(e));
+                std::erase_if(met, [&](const auto& key) { return std::find(got.begin(), got.end(), key) == got.end(); });
+                EXPECT_EQ(got, met) << "seed " << seed << " step " << step << " gate " << g;
+            }
         }
-        if (!host) expect_forced_measurement(*state, dense, pick(n), "seed " + std::to_string(seed));
+        if (!host) {
+            const int q = pick(n), value = expect_forced_measurement(*state, dense, q, "seed " + std::to_string(seed));
+            // The measured qudit taken out, the last one moving to its place.
+            const auto smaller = state->without_qudit(q, pick(2) ? value : -1);
+            ASSERT_TRUE(smaller) << "seed " << seed;
+            std::map<std::vector<int>, std::complex<double>> got;
+            for (const qudit::DynamicBasisEntry& e : smaller->basis_entries()) got[key_of(e)] = e.amplitude;
+            for (std::size_t i = 0; i < dense.size(); ++i)
+                if (std::vector<int> digits = dense.digits(i); digits[q] == value) {
+                    digits[q] = digits.back(), digits.pop_back();
+                    EXPECT_LT(std::abs(got[digits] - dense.at(i)), 1e-6) << "seed " << seed << " removed " << q;
+                }
+        }
         vortan_batch_result result;
         ASSERT_EQ(vortan_execute_batch(ops.data(), ops.size(), &result, nullptr), VORTAN_SUCCESS) << result.error_message;
         EXPECT_EQ(result.ops_executed, ops.size());

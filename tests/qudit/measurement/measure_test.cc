@@ -1,12 +1,62 @@
-// Measurement with collapse: sampled frequencies, the order of survivors,
-// renormalisation at float precision, and forced outcomes with their refusals.
+// Measurement: outcome records, the draw from fixed generator outputs,
+// sampled frequencies, the order of survivors, renormalisation at float
+// precision, and forced outcomes with their refusals.
 
 #include <random>
 
+#include "qudit/measurement/random_source.h"
 #include "qudit/state_forms.h"
 
 using namespace vortan::qudit;
 using namespace vortan::qudit::testing;
+
+using Records = std::vector<std::pair<std::vector<int>, double>>;
+
+static Records records_of(const OutcomeDistribution& found) {
+    Records records;
+    for (std::size_t r = 0; r < found.size(); ++r) records.emplace_back(std::vector<int>(found.outcome(r).begin(), found.outcome(r).end()), found.probability(r));
+    return records;
+}
+
+TEST(Probabilities, list_records_by_first_occurrence_without_a_threshold) {
+    for (Form form : {Form::packed, Form::dynamic}) {
+        // Qudit 1 listed twice; 1e-200 squared is 0.0, and its record stays.
+        auto state = state_of({2, 3}, {{{1, 2}, 2.0}, {{0, 0}, 1e-200}, {{0, 2}, 0.5}, {{1, 1}, 1.0}}, form);
+        EXPECT_EQ(records_of(state->probabilities({1, 1})), (Records{{{2, 2}, 4.25}, {{0, 0}, 0.0}, {{1, 1}, 1.0}})) << int(form);
+    }
+    EXPECT_EQ(message_of([] { state_of({2, 3}, {{{0, 0}, 1.0}})->probabilities({0, -1}); }), "probabilities: qudit index -1 out of range [0, 2)");
+    // No qudits: one empty outcome per state that has an entry.
+    const OutcomeDistribution none = State<DynamicDitArray>(2, 0, {{{}, {0.0, 2.0}}}).probabilities({});
+    EXPECT_TRUE(none.width() == 0 && records_of(none) == (Records{{{}, 4.0}}));
+    EXPECT_TRUE(State<DynamicDitArray>(2, 0, {}).probabilities({}).empty());
+}
+
+// The draw through its seam, from fixed generator outputs: the low half comes
+// first, ties go to the lower record, zero weights are drawn only at the
+// edges, and a u of 1.0 is drawn again. Each row takes exactly its outputs.
+TEST(RandomDraw, picks_the_lower_bound_of_u_from_fixed_outputs) {
+    const std::uint32_t HALF = 0x80000000u, ALL = 0xFFFFFFFFu;  // HALF: the high word of u = 0.5
+    const std::tuple<std::vector<float>, std::vector<std::uint32_t>, std::int32_t> rows[] = {
+        // u just above 0.25 picks the second of four; read high first, the last. Fewer than two records
+        // take no number.
+        {{1, 1, 1, 1}, {ALL, 0x40000000u}, 1}, {{0.25f}, {}, 0}, {{}, {}, 0},
+        // u equal to a cumulative value; 2^63 + 1024 rounds back to u = 0.5, 2^63 + 2048 does not.
+        {{0.5f, 0.5f}, {0, HALF}, 0}, {{0.5f, 0.5f}, {1024, HALF}, 0}, {{0.5f, 0.5f}, {2048, HALF}, 1},
+        // A cumulative value repeated behind a zero weight: the first. All zero: NaNs send the search
+        // to the first. A u of 1.0 is refused and drawn again.
+        {{0.5f, 0, 0.5f}, {0, HALF}, 0}, {{0.5f, 0, 0.5f}, {2048, HALF}, 2}, {{0, 0, 0}, {7, ALL - 1}, 0},
+        {{0.5f, 0.5f}, {ALL, ALL, 0, 0xC0000000u}, 1},
+        // A leading zero weight takes u = 0 only; seven ones sum to 1 - 2^-52
+        // once divided, and the last value, forced to 1.0, leaves a trailing
+        // zero weight room for u = 1 - 2^-53.
+        {{0, 1}, {0, 0}, 0}, {{0, 1}, {1, 0}, 1}, {{1, 1, 1, 1, 1, 1, 1, 0}, {0xFFFFF800u, ALL}, 7}};
+    for (const auto& [weights, outputs, index] : rows) {
+        std::size_t taken = 0;
+        auto source = [&taken, &list = outputs] { return list.at(taken++); };
+        EXPECT_EQ(draw_index(weights, source), index) << ::testing::PrintToString(outputs);
+        EXPECT_EQ(taken, outputs.size()) << ::testing::PrintToString(outputs);
+    }
+}
 
 // Counts within 6 standard deviations of 20000 draws: odds of a false alarm
 // about 1e-9 per outcome.
