@@ -24,14 +24,14 @@ bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Tar
     if (entries.empty() || targets.empty()) return true;
     struct Target {
         unsigned shift;
-        std::complex<double> factor[T::mask + 1];
+        Multiplier factor[T::mask + 1];
     };
     const std::uint64_t dimensions = entries.front().dits.dimensions;
     std::vector<Target> table(targets.size());
     for (std::size_t i = 0; i < targets.size(); ++i) {
         table[i].shift = T::shift_of(static_cast<std::uint32_t>(targets[i]));
         const std::uint64_t d = ((dimensions >> table[i].shift) & T::mask) + 1;
-        for (std::uint64_t v = 0; v <= T::mask; ++v) table[i].factor[v] = factor(Dit{v, d});
+        for (std::uint64_t v = 0; v <= T::mask; ++v) table[i].factor[v] = Multiplier(factor(Dit{v, d}));
     }
     const Selection<T> selection(predicates);
     // Compiled once per form of the selection and for one target or several.
@@ -44,12 +44,12 @@ bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Tar
                     turn_clock(entry.amplitude, entry.dits, targets, factor);
                 } else if constexpr (decltype(single)::value) {
                     const Target& only = table.front();
-                    entry.amplitude = times(entry.amplitude, only.factor[(values >> only.shift) & T::mask]);
+                    entry.amplitude = only.factor[(values >> only.shift) & T::mask](entry.amplitude);
                 } else {
                     // One product per target in list order: a product of
                     // the factors first would round differently.
                     for (const Target& target : table)
-                        entry.amplitude = times(entry.amplitude, target.factor[(values >> target.shift) & T::mask]);
+                        entry.amplitude = target.factor[(values >> target.shift) & T::mask](entry.amplitude);
                 }
             }
         };
@@ -96,10 +96,11 @@ void State<T>::phase_rotate(const Predicates& predicates, double angle) {
     if constexpr (!is_dynamic_v<T>) {
         if (Selection<T>::fits(predicates)) {
             const Selection<T> selection(predicates);
+            const Multiplier turn(factor);
             selection.with_form([&](auto form) {
                 for (Entry& entry : entries_)
                     if (selection.template passes_as<decltype(form)::value>(entry.dits.values))
-                        entry.amplitude = times(entry.amplitude, factor);
+                        entry.amplitude = turn(entry.amplitude);
             });
             packed = true;
         }
