@@ -13,6 +13,7 @@
 #include <set>
 
 #include "qudit/gates/entry_kernels.h"
+#include "qudit/gates/fraction_period.h"
 #include "qudit/state_forms.h"
 
 namespace vortan::qudit {
@@ -290,6 +291,43 @@ TEST(Regroup, hadamard_matches_the_expanded_list_merged) {
     fourier_matches_expansion<DitArray<3, 8>>(std::vector<std::uint64_t>(8, 3), 23);
     fourier_matches_expansion<DitArray<3, 7>>({2, 3, 2, 3, 3, 2, 3}, 24);
     fourier_matches_expansion<DitArray<3, 12>>({2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3}, 25);
+}
+
+// Fractional shift and cycle turn each sum by the clock as the Hadamard's
+// regrouping makes it: bit for bit the three gates one after another, on
+// short and long lists, the target lowest or not, one target or two, and
+// controls of both senses (passed-over entries are not turned).
+template <class T>
+void conjugated_clock_matches_three_gates(const std::vector<std::uint64_t>& dims, std::uint64_t seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> part(-1.0, 1.0);
+    const auto n = static_cast<std::int32_t>(T::size());
+    for (std::size_t count : {4, 300})
+        for (const Targets& targets : {Targets{0}, Targets{n - 1}, Targets{n - 1, 0}})
+            for (const bool cycle : {false, true}) {
+                std::map<std::uint64_t, std::complex<double>> chosen;
+                while (chosen.size() < count) chosen[rng() % (3 * count)] = {part(rng), part(rng)};
+                std::vector<BasisEntry<T>> list;
+                for (const auto& [key, amplitude] : chosen) {
+                    list.push_back({{}, amplitude});
+                    for (std::uint64_t code = key, i = 0; i < T::size(); code /= dims[i], ++i)
+                        list.back().dits[std::int32_t(i)] = Dit{code % dims[i], dims[i]};
+                }
+                const Predicates predicates{{1, static_cast<std::int32_t>(rng() % 2), rng() % 2 == 0}};
+                const double fraction = cycle ? -1.3 : 0.61, turn = reduce_by_period(fraction, CLOCK_PERIOD);
+                State<T> fused(list, true), apart(list, true);
+                cycle ? fused.fractional_cycle(targets, fraction, predicates) : fused.fractional_shift(targets, fraction, predicates);
+                apart.hadamard(targets, predicates);
+                apart.fractional_clock(targets, cycle ? -turn : turn, predicates);
+                apart.inverse_hadamard(targets, predicates);
+                expect_same(fused.entries(), apart.entries(), std::to_string(count) + " entries, " + std::to_string(targets.size()) +
+                                                                   " target(s) from " + std::to_string(targets.front()));
+            }
+}
+
+TEST(Regroup, fractional_shift_matches_its_three_gates) {
+    conjugated_clock_matches_three_gates<DitArray<2, 12>>(std::vector<std::uint64_t>(12, 2), 31);
+    conjugated_clock_matches_three_gates<DitArray<3, 7>>({2, 3, 3, 2, 3, 3, 3}, 32);
 }
 
 }  // namespace
