@@ -19,6 +19,9 @@
 
 namespace vortan::qudit {
 
+template <class T>
+class PackedClock;
+
 /// Significant bits of a packed values word: the key a regrouping sorts on.
 template <class T>
 constexpr unsigned key_bits_of() {
@@ -140,19 +143,25 @@ private:
     /// The frame every spreading gate shares: checks, size estimate, expansion
     /// of each selected entry over the values of each target on a working
     /// copy, merge, and replacement of the list only at the end. With
-    /// `previous` the replaced list is moved there rather than freed.
-    void spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction,
-                std::vector<Entry>* previous = nullptr);
+    /// `previous` the replaced list is moved there rather than freed. With
+    /// `clock_fraction`, the fractional clock of that reduced fraction turns
+    /// the sums as a regrouped last expansion makes them; true when it did.
+    bool spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction,
+                std::vector<Entry>* previous = nullptr, const double* clock_fraction = nullptr);
     /// The last expansion of spread on a packed form, regrouped as it is
     /// made: true with `out` the merged list of what expanding `source` over
-    /// `target` gives; false, for short lists and repeated dits, which the
-    /// plain expansion and merge take.
+    /// `target` gives, each sum made turned by `clock` where it is given;
+    /// false, for short lists and repeated dits, which the plain expansion
+    /// and merge take.
     static bool spread_merged(const std::vector<Entry>& source, std::int32_t target, std::uint64_t d,
                               std::uint64_t columns, const std::complex<double>* factors, const Predicates& predicates,
-                              const char* context, std::vector<Entry>& out);
+                              const char* context, const PackedClock<T>* clock, std::vector<Entry>& out);
     /// hadamard, the replaced list moved to `previous` (left alone when the
-    /// state is empty or the gate fails).
-    void hadamard_keeping(const Targets& targets, const Predicates& predicates, std::vector<Entry>& previous);
+    /// state is empty or the gate fails), then the fractional clock of the
+    /// reduced `clock_fraction` where the regrouping could apply it: true
+    /// when it did, and otherwise it is the caller's to apply.
+    bool hadamard_clocked(const Targets& targets, const Predicates& predicates, double clock_fraction,
+                          std::vector<Entry>& previous);
     /// Fractional shift without its overlap check: the fractional clock
     /// conjugated by the Hadamard pair, all or nothing. Fractional cycle is
     /// the same with the fraction negated.

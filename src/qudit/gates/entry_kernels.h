@@ -62,18 +62,31 @@ private:
     bool known_[20] = {};
 };
 
-/// a * b as the compiler's own complex product computes it: the same four
-/// products, difference and sum, and that product itself where both parts
-/// come out NaN, for its recovery of infinities. Spelled out because the
-/// compiler, vectorising its own, also computes it a second time in scalar
-/// for that test: a packed walk pays one product per entry, not two.
-inline std::complex<double> times(std::complex<double> a, std::complex<double> b) {
-    const double real = a.real() * b.real() - a.imag() * b.imag();
-    const double imag = a.real() * b.imag() + a.imag() * b.real();
-    if (std::isnan(real) && std::isnan(imag)) [[unlikely]]
-        return a * b;
-    return {real, imag};
-}
+/// a * b as the compiler's own complex product computes it, for one b and
+/// many a: b is kept as (re, re) and (-im, im), so the product is two
+/// lane-wise multiplies and one add (x + -y is x - y exactly), and that
+/// product itself where both parts come out NaN, for its recovery of
+/// infinities. Written with lanes because the compiler, vectorising the
+/// plain four products, computes them a second time in scalar for the NaN
+/// test: a walk would pay two products per entry, not one.
+class Multiplier {
+    using Lanes = double __attribute__((vector_size(16)));
+
+public:
+    Multiplier() = default;
+    explicit Multiplier(std::complex<double> b) : real_{b.real(), b.real()}, imag_{-b.imag(), b.imag()}, b_(b) {}
+
+    std::complex<double> operator()(std::complex<double> a) const {
+        const Lanes product = Lanes{a.real(), a.imag()} * real_ + Lanes{a.imag(), a.real()} * imag_;
+        if (std::isnan(product[0]) && std::isnan(product[1])) [[unlikely]]
+            return a * b_;
+        return {product[0], product[1]};
+    }
+
+private:
+    Lanes real_{}, imag_{};
+    std::complex<double> b_;
+};
 
 /// Multiplies by the clock factor of each target in list order, so rounding
 /// follows the list.

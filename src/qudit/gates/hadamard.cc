@@ -6,9 +6,11 @@
 #include <array>
 #include <cmath>
 #include <complex>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
+#include "qudit/gates/packed_clock.h"
 #include "qudit/gates/radix_sort.h"
 #include "qudit/state_impl.h"
 
@@ -56,6 +58,11 @@ struct Regroup {
     const std::complex<double>* factors;  // [k * columns + j]
     const Predicates& predicates;
     const char* context;
+    const PackedClock<T>* clock;  // turns each sum made, where not null
+
+    Entry made(std::uint64_t values, std::uint64_t dimensions, std::complex<double> sum) const {
+        return {T{values, dimensions}, clock != nullptr ? clock->turn(values, dimensions, sum) : sum};
+    }
 
     /// The target value of a selected entry, refused as the expansion would.
     std::uint64_t checked_value(const T& dits) const {
@@ -129,7 +136,7 @@ private:
                 const std::complex<double>* row = factors + k * columns;
                 std::complex<double> sum = amplitudes[0] * row[values[0]];
                 for (std::size_t m = 1; m < count; ++m) sum += amplitudes[m] * row[values[m]];
-                if (!negligible(sum)) out.push_back({T{hi << BITS | k, head.dimensions}, sum});
+                if (!negligible(sum)) out.push_back(made(hi << BITS | k, head.dimensions, sum));
             }
         }
         return true;
@@ -195,7 +202,7 @@ private:
                     } else if (k < d) {
                         const std::complex<double> sum = combine(base.members, row);
                         if (!negligible(sum))
-                            out.push_back({T{key | base.lo, first_of(base.members)->dits.dimensions}, sum});
+                            out.push_back(made(key | base.lo, first_of(base.members)->dits.dimensions, sum));
                     }
                 }
             }
@@ -207,12 +214,12 @@ private:
 }  // namespace
 
 template <class T>
-void State<T>::spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction,
-                      std::vector<Entry>* previous) {
+bool State<T>::spread(const Targets& targets, const Predicates& predicates, const SpreadRule& rule, double fraction,
+                      std::vector<Entry>* previous, const double* clock_fraction) {
     check_target_control_overlap(targets, predicates, rule.overlap);
     for (std::int32_t target : targets) check_qudit_index_signed(target, rule.context);
     for (const Predicate& predicate : predicates) check_qudit_index_signed(predicate.qudit_index, rule.context);
-    if (entries_.empty()) return;
+    if (entries_.empty()) return false;
 
     // Pessimistic on purpose: predicates are not looked at, and the text names
     // the partial product at the first target that goes over.
@@ -231,7 +238,7 @@ void State<T>::spread(const Targets& targets, const Predicates& predicates, cons
     std::vector<Entry> working;
     const std::vector<Entry>* source = &entries_;
     if (targets.empty()) source = &(working = entries_);
-    bool merged = false;
+    bool merged = false, clocked = false;
     std::vector<std::complex<double>> factors;
     for (std::size_t t = 0; t < targets.size(); ++t) {
         const std::int32_t target = targets[t];
@@ -250,12 +257,17 @@ void State<T>::spread(const Targets& targets, const Predicates& predicates, cons
         if constexpr (!is_dynamic_v<T>) {
             // No merging between targets: only the last expansion is regrouped
             // as it is made, where it can be.
-            std::vector<Entry> last;
-            if (t + 1 == targets.size() &&
-                spread_merged(*source, target, d, columns, factors.data(), predicates, rule.context, last)) {
-                working = std::move(last);
-                merged = true;
-                break;
+            if (t + 1 == targets.size()) {
+                std::optional<PackedClock<T>> clock;
+                if (clock_fraction != nullptr) clock.emplace(targets, *clock_fraction);
+                std::vector<Entry> last;
+                if (spread_merged(*source, target, d, columns, factors.data(), predicates, rule.context,
+                                  clock ? &*clock : nullptr, last)) {
+                    working = std::move(last);
+                    merged = true;
+                    clocked = clock.has_value();
+                    break;
+                }
             }
         }
         std::vector<Entry> next;
@@ -281,16 +293,17 @@ void State<T>::spread(const Targets& targets, const Predicates& predicates, cons
     if (!merged) merge_entries(working);
     if (previous) *previous = std::move(entries_);
     entries_ = std::move(working);
+    return clocked;
 }
 
 template <class T>
 bool State<T>::spread_merged(const std::vector<Entry>& source, std::int32_t target, std::uint64_t d,
                              std::uint64_t columns, const std::complex<double>* factors, const Predicates& predicates,
-                             const char* context, std::vector<Entry>& out) {
+                             const char* context, const PackedClock<T>* clock, std::vector<Entry>& out) {
     if constexpr (is_dynamic_v<T>) {
         return false;
     } else {
-        const Regroup<T> regroup{static_cast<std::uint32_t>(target), d, columns, factors, predicates, context};
+        const Regroup<T> regroup{static_cast<std::uint32_t>(target), d, columns, factors, predicates, context, clock};
         const std::size_t n = source.size();
         // The expansion reaches 9 entries from 9 inputs on; below that, count.
         // Short lists keep the order of first occurrence.
@@ -325,19 +338,21 @@ void State<T>::inverse_hadamard(const Targets& targets, const Predicates& predic
 }
 
 template <class T>
-void State<T>::hadamard_keeping(const Targets& targets, const Predicates& predicates, std::vector<Entry>& previous) {
-    spread(targets, predicates, HADAMARD, 0.0, &previous);
+bool State<T>::hadamard_clocked(const Targets& targets, const Predicates& predicates, double clock_fraction,
+                                std::vector<Entry>& previous) {
+    return spread(targets, predicates, HADAMARD, 0.0, &previous, &clock_fraction);
 }
 
 #define VORTAN_INSTANTIATE(T)                                                                            \
-    template void State<T>::spread(const Targets&, const Predicates&, const SpreadRule&, double,         \
-                                   std::vector<BasisEntry<T>>*);                                         \
+    template bool State<T>::spread(const Targets&, const Predicates&, const SpreadRule&, double,         \
+                                   std::vector<BasisEntry<T>>*, const double*);                          \
     template bool State<T>::spread_merged(const std::vector<BasisEntry<T>>&, std::int32_t, std::uint64_t,    \
                                           std::uint64_t, const std::complex<double>*, const Predicates&,  \
-                                          const char*, std::vector<BasisEntry<T>>&);                      \
+                                          const char*, const PackedClock<T>*, std::vector<BasisEntry<T>>&); \
     template void State<T>::hadamard(const Targets&, const Predicates&);                                 \
     template void State<T>::inverse_hadamard(const Targets&, const Predicates&);                         \
-    template void State<T>::hadamard_keeping(const Targets&, const Predicates&, std::vector<BasisEntry<T>>&);
+    template bool State<T>::hadamard_clocked(const Targets&, const Predicates&, double,                \
+                                             std::vector<BasisEntry<T>>&);
 #include "qudit/state_members.def"
 
 }  // namespace vortan::qudit

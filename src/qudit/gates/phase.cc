@@ -8,52 +8,35 @@
 
 #include "qudit/gates/entry_kernels.h"
 #include "qudit/gates/fraction_period.h"
+#include "qudit/gates/packed_clock.h"
 #include "qudit/selection.h"
 #include "qudit/state_impl.h"
 
 namespace vortan::qudit {
 namespace {
 
-/// The packed walk: each target's factors for every level its field can
-/// hold, from the first entry's dimension, looked up by the field. Declines
-/// (false) where an index is out of range, for the checked road to judge.
+/// The packed walk, compiled once per form of the selection and for one
+/// target or several. Declines (false) where an index is out of range, for
+/// the checked road to judge.
 template <class T>
-bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Targets& targets,
-                                  ClockFactors& factor, const Predicates& predicates) {
+bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Targets& targets, double fraction,
+                                  const Predicates& predicates) {
     if (!Selection<T>::fits(targets) || !Selection<T>::fits(predicates)) return false;
     if (entries.empty() || targets.empty()) return true;
-    struct Target {
-        unsigned shift;
-        std::complex<double> factor[T::mask + 1];
-    };
-    const std::uint64_t dimensions = entries.front().dits.dimensions;
-    std::vector<Target> table(targets.size());
-    for (std::size_t i = 0; i < targets.size(); ++i) {
-        table[i].shift = T::shift_of(static_cast<std::uint32_t>(targets[i]));
-        const std::uint64_t d = ((dimensions >> table[i].shift) & T::mask) + 1;
-        for (std::uint64_t v = 0; v <= T::mask; ++v) table[i].factor[v] = factor(Dit{v, d});
-    }
+    const PackedClock<T> clock(targets, fraction);
     const Selection<T> selection(predicates);
-    // Compiled once per form of the selection and for one target or several.
     selection.with_form([&](auto form) {
         const auto walk = [&](auto single) {
             for (BasisEntry<T>& entry : entries) {
                 const std::uint64_t values = entry.dits.values;
                 if (!selection.template passes_as<decltype(form)::value>(values)) continue;
-                if (entry.dits.dimensions != dimensions) {
-                    turn_clock(entry.amplitude, entry.dits, targets, factor);
-                } else if constexpr (decltype(single)::value) {
-                    const Target& only = table.front();
-                    entry.amplitude = times(entry.amplitude, only.factor[(values >> only.shift) & T::mask]);
-                } else {
-                    // One product per target in list order: a product of
-                    // the factors first would round differently.
-                    for (const Target& target : table)
-                        entry.amplitude = times(entry.amplitude, target.factor[(values >> target.shift) & T::mask]);
-                }
+                if constexpr (decltype(single)::value)
+                    entry.amplitude = clock.targets().front().at(values, entry.dits.dimensions)(entry.amplitude);
+                else
+                    entry.amplitude = clock.turn(values, entry.dits.dimensions, entry.amplitude);
             }
         };
-        if (table.size() == 1)
+        if (targets.size() == 1)
             walk(std::true_type{});
         else
             walk(std::false_type{});
@@ -64,9 +47,9 @@ bool multiply_clock_phases_packed(std::vector<BasisEntry<T>>& entries, const Tar
 template <class T>
 void multiply_clock_phases(std::vector<BasisEntry<T>>& entries, const Targets& targets, double fraction,
                            const Predicates& predicates) {
-    ClockFactors factor(fraction);
     if constexpr (!is_dynamic_v<T>)
-        if (multiply_clock_phases_packed(entries, targets, factor, predicates)) return;
+        if (multiply_clock_phases_packed(entries, targets, fraction, predicates)) return;
+    ClockFactors factor(fraction);
     for (BasisEntry<T>& entry : entries)
         if (entry_passes_predicates(entry.dits, predicates)) turn_clock(entry.amplitude, entry.dits, targets, factor);
 }
@@ -96,10 +79,11 @@ void State<T>::phase_rotate(const Predicates& predicates, double angle) {
     if constexpr (!is_dynamic_v<T>) {
         if (Selection<T>::fits(predicates)) {
             const Selection<T> selection(predicates);
+            const Multiplier turn(factor);
             selection.with_form([&](auto form) {
                 for (Entry& entry : entries_)
                     if (selection.template passes_as<decltype(form)::value>(entry.dits.values))
-                        entry.amplitude = times(entry.amplitude, factor);
+                        entry.amplitude = turn(entry.amplitude);
             });
             packed = true;
         }

@@ -32,11 +32,12 @@ bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, s
     const unsigned low = std::min(shift1, shift2), apart = std::max(shift1, shift2) - low;
     const std::uint64_t field = T::mask << low;
     const Selection<T> selection(predicates);
+    const Multiplier turn(moved);
     // An entry of another dimensions word, selected: the checked road.
     const auto checked = [&](BasisEntry<T>& entry) {
         const std::uint64_t differ = ((entry.dits.values >> shift1) ^ (entry.dits.values >> shift2)) & T::mask;
         if (TURN && differ == 0) return;
-        if (TURN) entry.amplitude = times(entry.amplitude, moved);
+        if (TURN) entry.amplitude = turn(entry.amplitude);
         exchange(entry.dits, qudit1, qudit2);
     };
     selection.with_form([&](auto form) {
@@ -54,7 +55,7 @@ bool exchange_packed(std::vector<BasisEntry<T>>& entries, std::int32_t qudit1, s
             entry.dits.values = values ^ (differ | (differ << apart));
             // The product is skipped, not selected: a select of a complex
             // costs more than the branch saves.
-            if (TURN && differ != 0) entry.amplitude = times(entry.amplitude, moved);
+            if (TURN && differ != 0) entry.amplitude = turn(entry.amplitude);
         }
     });
     return true;

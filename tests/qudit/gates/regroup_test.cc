@@ -12,6 +12,7 @@
 #include <set>
 
 #include "qudit/gates/entry_kernels.h"
+#include "qudit/gates/fraction_period.h"
 #include "qudit/state_forms.h"
 
 namespace vortan::qudit {
@@ -118,8 +119,9 @@ std::vector<BasisEntry<T>> fourier_expansion(std::vector<BasisEntry<T>> list, st
 // i_swap against i_swap as it first was (scale each selected entry whose
 // values differ, append its exchanged partner, merge); Hadamard and its
 // inverse twice over (the second time with cancellations to prune) against
-// the expansion, the target lowest or not. An odd value passed over keeps its
-// place; selected, it is expanded by the table or refused, the state intact.
+// the expansion, the target lowest or not; fractional shift against its
+// three gates. An odd value passed over keeps its place; selected, it is
+// expanded by the table or refused, the state intact.
 template <class T>
 void spreads_match_the_expanded_list_merged(const std::vector<std::uint64_t>& dims, std::uint64_t seed) {
     std::mt19937_64 rng(seed);
@@ -173,10 +175,22 @@ void spreads_match_the_expanded_list_merged(const std::vector<std::uint64_t>& di
                     EXPECT_TRUE(same_entries(state.entries(), want)) << at;
                 }
             }
+
+            // Fractional shift, whose first Hadamard turns each sum by the
+            // clock as it makes it, against the three gates one by one.
+            for (const Targets& targets : {Targets{t}, Targets{u, t}})
+                for (double fraction : {0.61, -1.3}) {
+                    State<T> fused(list, true), apart(list, true);
+                    fused.fractional_shift(targets, fraction, predicates);
+                    apart.hadamard(targets, predicates);
+                    apart.fractional_clock(targets, reduce_by_period(fraction, CLOCK_PERIOD), predicates);
+                    apart.inverse_hadamard(targets, predicates);
+                    EXPECT_TRUE(same_entries(fused.entries(), apart.entries())) << where << ", fractional shift " << fraction;
+                }
         }
 }
 
-TEST(Regroup, i_swap_and_hadamard_match_the_expanded_list_merged) {
+TEST(Regroup, spreading_gates_match_the_expanded_list_merged) {
     spreads_match_the_expanded_list_merged<DitArray<2, 12>>(std::vector<std::uint64_t>(12, 2), 21);
     spreads_match_the_expanded_list_merged<DitArray<2, 3>>(std::vector<std::uint64_t>(3, 2), 22);
     spreads_match_the_expanded_list_merged<DitArray<3, 8>>(std::vector<std::uint64_t>(8, 3), 23);
