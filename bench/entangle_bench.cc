@@ -28,8 +28,8 @@ std::unique_ptr<QuantumProperty> group_of(std::uint64_t count) {
     return property;
 }
 
-// Goal: the merge of a small gate's operands is paid once per group; at the
-// limit it should stay within a few hundred ns per produced entry.
+// Aim: the merge of a small gate's operands is paid once per group; at the
+// limit, at most 5 x a copy pass per produced entry.
 void BM_entangle(benchmark::State& st) {
     const auto left = static_cast<std::uint64_t>(st.range(0));
     const auto right = static_cast<std::uint64_t>(st.range(1));

@@ -1,7 +1,8 @@
 // Gates per entry. States are twelve qudits: qudit 0 is the target, a qubit
 // or a qutrit, qudit 1 a control, and the rest count distinct entries.
-// Goal for the in-place gates: close to one pass over the entries, a few ns
-// per entry; the spreading gates pay a copy, d appends and a sort.
+// Aims, read off x_clone: the in-place gates at most 1.2 x one copy pass at
+// 100000 entries, swap and whole i-swap 1.5 x; the spreading gates regroup
+// in linear time, at most 6 x on qubits and 9 x on qutrits.
 
 #include <benchmark/benchmark.h>
 

@@ -1,8 +1,8 @@
 // Taking one qudit out of a group of twelve qutrits, per stored entry. The
 // removed qudit is number 5, so the last one moves into its place.
-// Goal: one copy of the entries out and one rebuild of the state in, so about
-// what building the group from a list costs; a superposed qudit adds the
-// factorisation test but rebuilds only the branch it keeps.
+// Aim: a definite qudit at most 6 x a copy pass, the same at every size; a
+// superposed qudit adds the factorisation test but rebuilds only the branch
+// it keeps.
 // Only factorizable cases: an entangled qudit would print a warning per call.
 
 #include <benchmark/benchmark.h>
