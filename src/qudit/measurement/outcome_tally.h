@@ -71,7 +71,6 @@ public:
     std::uint64_t masked(std::uint64_t values) const { return values & mask_; }
     std::uint64_t mask() const { return mask_; }
     unsigned low() const { return low_; }
-    std::uint32_t shifted(std::uint64_t values) const { return static_cast<std::uint32_t>((values & mask_) >> low_); }
     std::uint32_t gather(std::uint64_t values) const {
         std::uint32_t code = 0;
         for (unsigned b = 0; b < WORD_BYTES; ++b) code += tables_[b][(values >> (8 * b)) & 0xFF];
